@@ -123,6 +123,17 @@ bool SplitAtLastDot(std::string_view sText, std::string& sBefore, std::string& s
 // or ":"; and the path without it.
 std::string PathWithoutExtension(std::string_view sPath);
 
+// The word readers of the query language.
+//
+// DataBetweenParens: the text between the pair of parentheses that opens at
+// lStart (from 1) in sText; the characters it walks over are blanked in sText.
+// Empty, and sText unchanged, when there is no "(" at lStart.
+std::string DataBetweenParens(std::string& sText, std::size_t lStart);
+// ExtractQueryBaseCriteria: one word from the head of sText, bare or quoted;
+// lConsumed receives the count of source characters it took (a doubled quote
+// counts 2). bInList: a comma always ends a bare word.
+std::string ExtractQueryBaseCriteria(std::string_view sText, long& lConsumed, bool bInList);
+
 // "major.minor.revision" of the component.
 std::string ComponentVersion();
 

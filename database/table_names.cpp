@@ -1,0 +1,55 @@
+// Statement execution and the names under which tables are written in SQL.
+#include "engine/mod_main.h"
+#include "model/text_util.h"
+#include "sql/query_sql.h"
+
+namespace vlq {
+
+std::shared_ptr<ResultSet> QuerySql::ExecuteSQLStatement_(std::string_view sSql) {
+  // Failures are raised to the caller with their number, source and description.
+  if (!oDataServices_) return nullptr;
+  long lRowsAffected = 0;
+  return oDataServices_->Execute(sSql, lRowsAffected);
+}
+
+std::string QuerySql::BaseTableAndSchema(std::string_view sTable) const {
+  const bool qualified =
+      lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2;
+  if (qualified && !sSchemaName_.empty()) return sSchemaName_ + std::string(sTable);
+  return std::string(sTable);
+}
+
+std::string QuerySql::SpecTableAndSchema(const ProjStructSpecifier* oSpec, std::string_view sTable) const {
+  if (oSpec == nullptr) return {};
+  const std::string dbType = oSpec->DBType();
+  if ((dbType == "3" || dbType == "5") && !oSpec->Schema().empty()) return oSpec->Schema() + std::string(sTable);
+  return std::string(sTable);
+}
+
+std::string QuerySql::TableAndSchema(const ProjStructSpecifier* oSpec, std::string_view sTable) const {
+  if (oSpec == nullptr) return {};
+  std::string projectGUID;
+  modMain::IgnoreAndGoOn([&] {
+    if (oBaseProject_) projectGUID = oBaseProject_->GUID();
+  });
+  if (text::EqualsNoCase(oSpec->GUID(), projectGUID)) return BaseTableAndSchema(sTable);
+  return SpecTableAndSchema(oSpec, sTable);
+}
+
+std::string QuerySql::DatabaseSchemaAndTable(const ProjStructSpecifier* oSpec, std::string_view sTable) const {
+  std::string name = TableAndSchema(oSpec, sTable);
+  if (oSpec != nullptr && !oSpec->IsBaseProjStruSpec() && lDatabaseType_ == eDBTSQLServer &&
+      !oSpec->DatabaseName().empty()) {
+    name = oSpec->DatabaseName() + "." + name;
+  }
+  return name;
+}
+
+std::string QuerySql::OracleServerName_(const ProjStructSpecifier* oSpec) const {
+  if (oSpec == nullptr || oSpec->IsBaseProjStruSpec()) return {};
+  if (!oSpec->ServerName().empty() && !text::EqualsNoCase(oSpec->ServerName(), oBaseProjStruSpec_.ServerName()))
+    return "@" + oSpec->ServerName();
+  return {};
+}
+
+}  // namespace vlq

@@ -1,0 +1,182 @@
+#pragma once
+// QuerySql: the SQL builder. One QueryEngine owns one QuerySql for its whole
+// life. The engine tells it the project, the kind of query and the lookup type,
+// hands it typed criteria, relationship and sort expressions one at a time, and
+// asks for the statement with CurrSQLStatement. It holds the state of the one
+// query under construction, takes its dialect from the project's connection and
+// owns the vocabulary of SQL words, tables and columns.
+//
+// The class spans several folders: state and vocabulary here and in
+// sql/query_sql.cpp, the statement assemblers, expression, attribute and sort
+// operations in sql/, statement execution and name qualification in database/,
+// the trace closure in closure/ and hierarchy retention in hierarchy/.
+//
+// State grows from one Reset to the next; the join flags are set while the
+// criteria and sort texts are written and read afterwards by the FROM clause.
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/enums.h"
+#include "model/collection.h"
+#include "model/proj_struct_specifier.h"
+#include "model/variant.h"
+#include "services/project.h"
+
+namespace vlq {
+
+class ComplexExpression;
+class TypedComplexExpression;
+class TypedCompRelExpression;
+class TypedSimpleExpression;
+
+// Expression context handed down the walk of ExpressionsToSQL.
+enum eExpressionContext : int { eContextBase = 1, eContextRelDest = 2 };
+
+class QuerySql {
+ public:
+  QuerySql();
+  ~QuerySql();
+  QuerySql(const QuerySql&) = delete;
+  QuerySql& operator=(const QuerySql&) = delete;
+
+  std::string ClassName() const { return "QuerySql"; }
+  std::string ClassVersion() const;
+
+  // ---- State ----
+  void Reset();
+  enumQueryReturnTypes QueryReturnType() const { return eQueryReturnType_; }
+  void QueryReturnType(enumQueryReturnTypes eQueryReturnType);
+  enumQueryLookupTypes LookupType() const { return eLookupType_; }
+  void LookupType(enumQueryLookupTypes eLookupType);
+  enumReqQueryScope ReqQueryScope() const { return eReqQueryScope_; }
+  void ReqQueryScope(enumReqQueryScope eScope);
+  long DatabaseType() const { return lDatabaseType_; }
+  void DatabaseType(long lDatabaseType);
+  const std::string& SchemaName() const { return sSchemaName_; }
+  void SchemaName(std::string sSchemaName) { sSchemaName_ = std::move(sSchemaName); }
+  const std::shared_ptr<Project>& BaseProject() const { return oBaseProject_; }
+  void BaseProject(std::shared_ptr<Project> oBaseProject);
+  bool UpdateRelatedBaseProjInfo();
+  const std::shared_ptr<DataServices>& GetDataServices() const { return oDataServices_; }
+  ProjStructSpecifier& BaseProjStruSpec() { return oBaseProjStruSpec_; }
+  const ProjStructSpecifier& BaseProjStruSpec() const { return oBaseProjStruSpec_; }
+  bool CountOnly() const { return bCountOnly_; }
+  void CountOnly(bool b) { bCountOnly_ = b; }
+  bool RetainHierarchy() const { return bRetainHierarchy_; }
+  void RetainHierarchy(bool b) { bRetainHierarchy_ = b; }
+
+  Collection<std::shared_ptr<TypedComplexExpression>>& TypedCompExprs() { return cTypedCompExprs_; }
+  Collection<std::shared_ptr<TypedCompRelExpression>>& TypedCompRelExprs() { return cTypedCompRelExprs_; }
+  Collection<std::shared_ptr<TypedComplexExpression>>& TypedSortExprs() { return cTypedSortExprs_; }
+  KeyedSet& AttrViewKeys() { return cAttrViewKeys_; }
+  KeyedSet& SortViewKeys() { return cSortViewKeys_; }
+
+  // Join flags and the aggregate, set by the expression builders.
+  bool NeedsMinAggregate = false;
+  bool JoinDiscussions = false;
+  bool JoinUsers = false;
+  bool JoinDocuments = false;
+  bool JoinPackageElements = false;
+  bool JoinPackages = false;
+  bool RelJoinDiscussions = false;
+  bool DiscJoinRequirements = false;
+  bool DiscJoinRead = false;
+  bool DiscJoinUsers = false;
+  bool DiscJoinGroups = false;
+  bool DiscJoinAuthors = false;
+  bool DiscIncludeResponses = false;
+  bool IndirTraceRecordsWritten = false;
+  // The hierarchy level criterion kept aside while RetainHierarchy is on.
+  std::string HierLevelExpr;
+  std::string HierLevelOp;
+  std::string HierLevelValue;
+
+  // ---- Building ----
+  enumQueryEngineError ResolveBaseProjStructSpecifier(std::string_view sPrefix, std::string& sErrInfo);
+  enumQueryEngineError AddTypedComplexExpression(bool& bStopOnErr, const std::shared_ptr<ComplexExpression>& oCompExpr,
+                                                 const ProjStructSpecifier& oProjStruSpec, std::string& sErrInfo);
+  enumQueryEngineError AddTypedCompRelExpression(bool& bStopOnErr, const std::shared_ptr<ComplexExpression>& oCompExpr,
+                                                 const ProjStructSpecifier& oProjStruSpec,
+                                                 Collection<ProjStructSpecifier>& cDestProjStruSpecs,
+                                                 std::string& sErrInfo);
+  enumQueryEngineError AddTypedSortExpression(bool& bStopOnErr, const std::shared_ptr<ComplexExpression>& oSortExpr,
+                                              const ProjStructSpecifier& oProjStruSpec, std::string& sErrInfo);
+  enumQueryEngineError CurrSQLStatement(std::string& sSqlStatement, std::string& sErrInfo);
+  // Deletes the rows of a relationship filter's closure session.
+  enumQueryEngineError DumpSessionIndirTraceRecords(long lSessionID, std::string& sErrInfo);
+  // Drops the project, its database access and the six expression and key
+  // collections (CloseQueryEngine).
+  void Close();
+
+  // ---- Requirement and discussion statements ----
+  enumQueryEngineError CurrAccessSQLStatement(std::string& sSqlStatement, std::string& sErrInfo);
+  enumQueryEngineError CurrOracleSQLStatement(std::string& sSqlStatement, std::string& sErrInfo);
+  enumQueryEngineError CurrSQLServerReqSQLStatement(std::string& sSqlStatement, std::string& sErrInfo);
+  enumQueryEngineError CurrAccessDiscSQLStatement(std::string& sSqlStatement, std::string& sErrInfo);
+  enumQueryEngineError CurrOracleDiscSQLStatement(std::string& sSqlStatement, std::string& sErrInfo);
+  enumQueryEngineError CurrSQLServerDiscSQLStatement(std::string& sSqlStatement, std::string& sErrInfo);
+
+  // ---- Expressions to SQL ----
+  enumQueryEngineError ExpressionsToSQL(const Collection<std::shared_ptr<TypedComplexExpression>>& cExprs,
+                                        std::string& sSql, bool bNot = false,
+                                        eExpressionContext eContext = eContextBase);
+  std::string ComplexExpressionToSQL(const TypedComplexExpression& oExpr, bool& bNot, eExpressionContext eContext);
+  std::string SimpleExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext);
+  std::string ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHighValue, long lListItemKey);
+  std::string ValueToSQL(const Variant& value);
+  std::string SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext);
+  std::string ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr);
+  std::string GetTimeSeparator_();
+  bool IsTimeSpecified_(std::string_view sValue);
+  bool AreSecondsSpecified_(std::string_view sValue);
+
+  // ---- Sort order ----
+  enumQueryEngineError SortOrderToSQL(std::string& sOrderBy, std::string& sGroupBy, std::string& sErrInfo);
+  std::string GetDataTypeConversionFunctionString_(long lDatabaseType, long lDataType, const std::string& sColumn);
+  enumQueryEngineError CreateSortView_(const std::string& sViewName, long lAttrKey);
+  std::string BuildRootTagNbrSQL(int nOffset, const TypedSimpleExpression& oExpr);
+
+  // ---- Database helpers ----
+  std::shared_ptr<ResultSet> ExecuteSQLStatement_(std::string_view sSql);
+  std::string BaseTableAndSchema(std::string_view sTable) const;
+  std::string SpecTableAndSchema(const ProjStructSpecifier* oSpec, std::string_view sTable) const;
+  std::string TableAndSchema(const ProjStructSpecifier* oSpec, std::string_view sTable) const;
+  std::string DatabaseSchemaAndTable(const ProjStructSpecifier* oSpec, std::string_view sTable) const;
+  std::string OracleServerName_(const ProjStructSpecifier* oSpec) const;
+  std::string BaseSchemaName_();
+  std::string SQLServerDatabaseName_(const ProjStructSpecifier* oSpec);
+  bool IsDBViewPresent_(const std::string& sViewName);
+  bool IsAccessObjectPresent_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
+  bool IsOracleObjectPresent_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
+  bool IsSQLServerObjectPresent_(int lKind, const std::string& sTable, const std::string& sView,
+                                 const std::string& sColumn);
+  bool IsDB2ObjectPresent_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
+  bool IsInDBSchema_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
+
+ private:
+  enumQueryEngineError CurrReqSQLStatement_(long lDialect, std::string& sSqlStatement, std::string& sErrInfo);
+  enumQueryEngineError CurrDiscSQLStatement_(long lDialect, std::string& sSqlStatement, std::string& sErrInfo);
+
+  long lDatabaseType_ = eDBTAccess;
+  std::string sSchemaName_;
+  enumQueryReturnTypes eQueryReturnType_ = eBTNone;
+  enumQueryLookupTypes eLookupType_ = eQLTNone;
+  std::shared_ptr<Project> oBaseProject_;
+  std::shared_ptr<DataServices> oDataServices_;
+  ProjStructSpecifier oBaseProjStruSpec_;
+  enumReqQueryScope eReqQueryScope_ = eVLSUnknown;
+  Collection<std::shared_ptr<TypedComplexExpression>> cTypedCompExprs_;
+  Collection<std::shared_ptr<TypedCompRelExpression>> cTypedCompRelExprs_;
+  Collection<std::shared_ptr<TypedComplexExpression>> cTypedSortExprs_;
+  KeyedSet cAttrViewKeys_;
+  KeyedSet cSortViewKeys_;
+  bool bCountOnly_ = false;
+  bool bRetainHierarchy_ = false;
+  std::string sTimeSeparator_;
+  bool bTimeSeparatorRead_ = false;
+};
+
+}  // namespace vlq
