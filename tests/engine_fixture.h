@@ -9,6 +9,8 @@
 //   301 is of type PR but belongs to project 2, so no query of PRJ sees it.
 // Requirements of EXT: 901 "0000000001", 902 "0000000002".
 // Users of PRJ: 3 "Ann" (group 2), 4 "Bob" (group 2, privileged).
+// Type PR has the multi-select list attribute Platforms (key 15) with the
+// items Linux (key 1, rank 2) and Windows (key 2, rank 1).
 
 #include <sqlite3.h>
 
@@ -52,6 +54,10 @@ class TwoProjectWorld {
         (5, 'PR', 'Product requirements', '{A0000000-0000-0000-0000-000000000005}'),
         (7, 'SR', 'Software requirements', '{A0000000-0000-0000-0000-000000000007}');
       INSERT INTO VLGROUPS (ID, NAME) VALUES (2, 'Team');
+      INSERT INTO VLATTRIBUTES (ID, REQUIREMENTTYPEID, LABEL, GUID, DATATYPE) VALUES
+        (15, 5, 'Platforms', '{B0000000-0000-0000-0000-000000000015}', 10);
+      INSERT INTO VLUSERDEFINEDLISTITEMS (FIELDID, ITEMID, ITEMRANK, ITEMTEXT, GUID) VALUES
+        (15, 1, 2, 'Linux', '{C1}'), (15, 2, 1, 'Windows', '{C2}');
       INSERT INTO VLUSERS (ID, FULLNAME, GUID, GROUPID, PRIVILEGED) VALUES
         (3, 'Ann', '{U3}', 2, 0), (4, 'Bob', '{U4}', 2, 1);
       INSERT INTO VLREQUIREMENTS (ID, REQUIREMENTTYPEID, REQUIREMENTPREFIX, LONGTAGNUMBER) VALUES
