@@ -1,0 +1,226 @@
+// The locale conversions decide which values a query accepts for number, date
+// and boolean attributes: each table row is a form a user may write, and what
+// the locale makes of it.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <optional>
+#include <string>
+
+#include "platform/locale_services.h"
+
+namespace vlq {
+namespace {
+
+using platform::MakeLocaleServices;
+using platform::StandardLocaleServices;
+
+std::shared_ptr<LocaleServices> Locale(const std::string& name) {
+  auto locale = MakeLocaleServices(name);
+  EXPECT_NE(locale, nullptr) << name;
+  return locale;
+}
+
+// ---- Numbers ---------------------------------------------------------------------
+
+struct NumberCase {
+  const char* text;
+  std::optional<double> enUS;
+  std::optional<double> deDE;
+};
+
+TEST(ComponentsLocale, TextToNumberAcceptsOnlyPlainDecimalForms) {
+  const NumberCase cases[] = {
+      {"2147483647", 2147483647.0, 2147483647.0},
+      {"2147483648", 2147483648.0, 2147483648.0},
+      {"-2147483648", -2147483648.0, -2147483648.0},
+      {"1.0", 1.0, std::nullopt},
+      {"1,5", std::nullopt, 1.5},
+      {"1.5", 1.5, std::nullopt},
+      {"  -3  ", -3.0, -3.0},
+      {"+7", 7.0, 7.0},
+      {".5", 0.5, std::nullopt},
+      {",5", std::nullopt, 0.5},
+      {"5.", 5.0, std::nullopt},
+      {"1e3", 1000.0, 1000.0},
+      {"1.5E-2", 0.015, std::nullopt},
+      {"1,5e2", std::nullopt, 150.0},
+      {"2E+3", 2000.0, 2000.0},
+      {"0", 0.0, 0.0},
+      // Thousands separators, hexadecimal and other decoration are refused;
+      // the other locale's separator is no separator.
+      {"1,000", std::nullopt, 1.0},  // a decimal comma, not a thousands separator
+      {"1.000", 1.0, std::nullopt},
+      {"1.000.000", std::nullopt, std::nullopt},
+      {"1 000", std::nullopt, std::nullopt},
+      {"&H10", std::nullopt, std::nullopt},
+      {"0x10", std::nullopt, std::nullopt},
+      {"$5", std::nullopt, std::nullopt},
+      {"(5)", std::nullopt, std::nullopt},
+      {"5-", std::nullopt, std::nullopt},
+      {"- 1", std::nullopt, std::nullopt},
+      {"--1", std::nullopt, std::nullopt},
+      {"1.2.3", std::nullopt, std::nullopt},
+      {"1e", std::nullopt, std::nullopt},
+      {"e5", std::nullopt, std::nullopt},
+      {".", std::nullopt, std::nullopt},
+      {"", std::nullopt, std::nullopt},
+      {"   ", std::nullopt, std::nullopt},
+      {"abc", std::nullopt, std::nullopt},
+      {"12abc", std::nullopt, std::nullopt},
+      {"inf", std::nullopt, std::nullopt},
+      {"nan", std::nullopt, std::nullopt},
+      {"1e400", std::nullopt, std::nullopt},
+  };
+  const auto enUS = Locale("en-US");
+  const auto deDE = Locale("de-DE");
+  for (const NumberCase& c : cases) {
+    EXPECT_EQ(enUS->TextToNumber(c.text), c.enUS) << "en-US \"" << c.text << "\"";
+    EXPECT_EQ(deDE->TextToNumber(c.text), c.deDE) << "de-DE \"" << c.text << "\"";
+  }
+}
+
+TEST(ComponentsLocale, FormatNumberGivesPlainRoundTripTextWithADecimalPoint) {
+  const struct {
+    double value;
+    const char* text;
+  } cases[] = {
+      {1.5, "1.5"}, {0.25, "0.25"}, {-3.0, "-3"}, {0.0, "0"}, {-0.0, "0"}, {0.1, "0.1"}, {1e6, "1000000"},
+      {123456789012.0, "123456789012"}, {2147483648.0, "2147483648"}, {1e21, "1e+21"}, {1e-8, "1e-08"},
+      {0.000001, "0.000001"}};
+  const auto deDE = Locale("de-DE");
+  for (const auto& c : cases) {
+    EXPECT_EQ(deDE->FormatNumber(c.value, 3, 1), c.text) << c.value;
+  }
+  // Whatever the value, the text reads back as the same double.
+  const auto enUS = Locale("en-US");
+  for (const double value : {1.0 / 3.0, -2.0 / 7.0, 1e300, 5e-324, 9007199254740993.0, 0.1 + 0.2}) {
+    const std::string text = deDE->FormatNumber(value, 3, 1);
+    EXPECT_EQ(text.find(','), std::string::npos) << text;
+    EXPECT_EQ(enUS->TextToNumber(text), value) << text;
+  }
+  EXPECT_THROW(deDE->FormatNumber(std::nan(""), 3, 1), std::exception);
+}
+
+// ---- Dates -------------------------------------------------------------------------
+
+struct DateCase {
+  const char* text;
+  int year, month, day, hour, minute, second;
+};
+
+void CheckDates(const LocaleServices& locale, const char* name, std::initializer_list<DateCase> accepted,
+                std::initializer_list<const char*> refused) {
+  for (const char* text : refused) {
+    const auto got = locale.TextToDate(text);
+    EXPECT_FALSE(got.has_value()) << name << " \"" << text << "\" gave " << (got ? got->serial : 0.0);
+  }
+  for (const DateCase& c : accepted) {
+    const auto got = locale.TextToDate(c.text);
+    const auto want = date_serial::FromCivil({c.year, c.month, c.day, c.hour, c.minute, c.second});
+    ASSERT_TRUE(want.has_value());
+    ASSERT_TRUE(got.has_value()) << name << " \"" << c.text << "\"";
+    EXPECT_NEAR(got->serial, want->serial, 1e-9) << name << " \"" << c.text << "\"";
+  }
+}
+
+TEST(ComponentsLocale, TextToDateEnUS) {
+  CheckDates(*Locale("en-US"), "en-US",
+             {
+                 {"1/2/2000", 2000, 1, 2, 0, 0, 0},
+                 {"01/02/2000", 2000, 1, 2, 0, 0, 0},
+                 {" 12/31/1999 ", 1999, 12, 31, 0, 0, 0},
+                 {"2000-01-02", 2000, 1, 2, 0, 0, 0},
+                 {"2/29/2000", 2000, 2, 29, 0, 0, 0},
+                 {"1/2/05", 2005, 1, 2, 0, 0, 0},
+                 {"1/2/30", 1930, 1, 2, 0, 0, 0},
+                 {"12:30", 1899, 12, 30, 12, 30, 0},
+                 {"12:30:15", 1899, 12, 30, 12, 30, 15},
+                 {"0:00", 1899, 12, 30, 0, 0, 0},
+                 {"1/2/2000 13:07", 2000, 1, 2, 13, 7, 0},
+                 {"1/2/2000 1:07 PM", 2000, 1, 2, 13, 7, 0},
+                 {"1/2/2000 1:07:09 pm", 2000, 1, 2, 13, 7, 9},
+                 {"12:00 AM", 1899, 12, 30, 0, 0, 0},
+                 {"12:00PM", 1899, 12, 30, 12, 0, 0},
+                 {"2000-01-02 13:07:09", 2000, 1, 2, 13, 7, 9},
+                 {"1/2/2000   23:59:59", 2000, 1, 2, 23, 59, 59},
+             },
+             // Impossible dates and times, other orders and forms.
+             {"2/30/2000", "2/29/1900", "13/1/2000", "0/1/2000", "1/2", "1/2/200", "1/2/0099", "2000/01/02",
+              "2.1.2000", "2000-13-01", "24:00", "12:60", "12:5", "12", "13:00 PM", "0:30 AM", "1/2/200013:07",
+              "2000-01-02T13:07:09", "1/2/2000 13:07 extra", "Jan 2, 2000", "", "<NO ENTRY>"});
+}
+
+TEST(ComponentsLocale, TextToDateDeDE) {
+  CheckDates(*Locale("de-DE"), "de-DE",
+             {
+                 {"2.1.2000", 2000, 1, 2, 0, 0, 0},
+                 {"02.01.2000", 2000, 1, 2, 0, 0, 0},
+                 {"2000-01-02", 2000, 1, 2, 0, 0, 0},
+                 {"12:30", 1899, 12, 30, 12, 30, 0},
+                 {"02.01.2000 13:07", 2000, 1, 2, 13, 7, 0},
+                 {"2000-01-02 13:07:09", 2000, 1, 2, 13, 7, 9},
+             },
+             {"30.2.2000", "1/2/2000", "1:07 PM", "1,5"});
+}
+
+TEST(ComponentsLocale, TextToBooleanTakesTheWordsAndNumbers) {
+  const struct {
+    const char* text;
+    std::optional<bool> enUS;
+    std::optional<bool> deDE;
+  } cases[] = {
+      {"True", true, true},
+      {"FALSE", false, false},
+      {" true ", true, true},
+      {"0", false, false},
+      {"1", true, true},
+      {"-1", true, true},
+      {"0.5", true, std::nullopt},
+      {"1,5", std::nullopt, true},
+      {"0,0", std::nullopt, false},
+      {"yes", std::nullopt, std::nullopt},
+      {"T", std::nullopt, std::nullopt},
+      {"", std::nullopt, std::nullopt},
+  };
+  const auto enUS = Locale("en-US");
+  const auto deDE = Locale("de-DE");
+  for (const auto& c : cases) {
+    EXPECT_EQ(enUS->TextToBoolean(c.text), c.enUS) << "en-US \"" << c.text << "\"";
+    EXPECT_EQ(deDE->TextToBoolean(c.text), c.deDE) << "de-DE \"" << c.text << "\"";
+  }
+}
+
+TEST(ComponentsLocale, ShortDateTextReadsBackInItsLocale) {
+  const auto date = date_serial::FromCivil({2000, 1, 2, 13, 7, 9});
+  ASSERT_TRUE(date);
+  const struct {
+    const char* locale;
+    const char* text;
+  } cases[] = {{"en-US", "1/2/2000"}, {"en-GB", "02/01/2000"}, {"de-DE", "02.01.2000"}, {"fr-FR", "02/01/2000"}};
+  for (const auto& c : cases) {
+    const auto locale = Locale(c.locale);
+    EXPECT_EQ(locale->ShortDateText(*date), c.text) << c.locale;
+    const auto back = locale->TextToDate(locale->ShortDateText(*date));
+    ASSERT_TRUE(back) << c.locale;
+    EXPECT_EQ(date_serial::DaysSince1901(*back), date_serial::DaysSince1901(*date)) << c.locale;
+  }
+}
+
+TEST(ComponentsLocale, LocaleInfoAndTheTableOfLocales) {
+  StandardLocaleServices byDefault;
+  EXPECT_EQ(byDefault.LocaleInfo(14), ".");
+  EXPECT_EQ(byDefault.LocaleInfo(30), ":");
+  EXPECT_EQ(byDefault.LocaleInfo(92), "en-US");
+  EXPECT_EQ(byDefault.LocaleInfo(1), "");
+  const auto deDE = Locale("de_de");
+  EXPECT_EQ(deDE->LocaleInfo(14), ",");
+  EXPECT_EQ(deDE->LocaleInfo(30), ":");
+  EXPECT_EQ(deDE->LocaleInfo(29), ".");
+  EXPECT_EQ(MakeLocaleServices("xx-XX"), nullptr);
+  EXPECT_EQ(MakeLocaleServices(""), nullptr);
+}
+
+}  // namespace
+}  // namespace vlq
