@@ -25,9 +25,9 @@ std::string SystemAttributes::Form_(enumSystemAttrKey eAttr, enumSystemAttribute
   return result;
 }
 
-#define VLQ_SYSTEM_ATTRIBUTE(Property, KeyValue)                                                   \
-  std::string SystemAttributes::Property(enumSystemAttribute_ReturnTypes eReturnType) const {      \
-    return Form_(KeyValue, eReturnType);                                                           \
+#define VLQ_SYSTEM_ATTRIBUTE(Property, KeyValue)                                              \
+  std::string SystemAttributes::Property(enumSystemAttribute_ReturnTypes eReturnType) const { \
+    return Form_(KeyValue, eReturnType);                                                      \
   }
 
 VLQ_SYSTEM_ATTRIBUTE(Key, eSAKReqKey)

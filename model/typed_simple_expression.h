@@ -90,6 +90,29 @@ class TypedSimpleExpression {
                                        enumQueryLookupTypes eLookupType, enumReqQueryScope eScope,
                                        std::string& sErrInfo);
   std::string QueryString_(enumQueryLookupTypes eLookupType) const;
+  // The sort word of the query text: the order number by key, " ASC" or
+  // " DESC" in the two other forms.
+  std::string SortWord_(enumQueryLookupTypes eLookupType) const;
+  // Records a failure in BuildErrNumber and BuildErrString, gives its words in
+  // sErrInfo and its code as the result.
+  enumQueryEngineError Fail_(enumQueryEngineError eError, std::string sMessage, std::string& sErrInfo);
+  // A failure that a build records and goes on from: the code under
+  // bStopOnErr, else 0.
+  enumQueryEngineError SoftFail_(bool bStopOnErr, enumQueryEngineError eError, std::string sMessage,
+                                 std::string& sErrInfo);
+  enumQueryEngineError ResolveSort_(enumQueryLookupTypes eLookupType, std::string& sErrInfo);
+  enumQueryEngineError ResolveFreeValue_(std::string& sErrInfo);
+  enumQueryEngineError ResolveListValue_(bool bStopOnErr, const std::shared_ptr<Project>& oProj,
+                                         enumQueryLookupTypes eLookupType, enumReqQueryScope eScope,
+                                         const Attr* pAttr, std::string& sErrInfo);
+  enumQueryEngineError ResolveDiscussionValue_(bool bStopOnErr, const std::shared_ptr<Project>& oProj,
+                                               enumQueryLookupTypes eLookupType, std::string& sErrInfo);
+  // ResolveSystemAttrData; bSoftFailed tells that a soft failure was recorded
+  // and the value left as it was.
+  enumQueryEngineError ResolveSystemAttrData_(bool bStopOnErr, const std::shared_ptr<Project>& oProj,
+                                              enumQueryLookupTypes eLookupType, enumSystemAttrKey eKey,
+                                              std::string& sValue, std::string& sDisplay, std::string& sGUID,
+                                              std::string& sErrInfo, bool& bSoftFailed);
 
   enumQueryReturnTypes eBaseType_ = eBTNone;
   std::shared_ptr<SimpleExpression> oSimpleExpression_;

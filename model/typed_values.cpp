@@ -72,8 +72,8 @@ std::string ValueText(const Variant& value) {
         std::string separator = modMain::Locale().LocaleInfo(30);
         if (separator.empty()) separator = ":";
         char buffer[32];
-        std::snprintf(buffer, sizeof buffer, "%d%s%02d%s%02d", c.hour, separator.c_str(), c.minute,
-                      separator.c_str(), c.second);
+        std::snprintf(buffer, sizeof buffer, "%d%s%02d%s%02d", c.hour, separator.c_str(), c.minute, separator.c_str(),
+                      c.second);
         if (!text.empty()) text += ' ';
         text += buffer;
       }
