@@ -1,0 +1,159 @@
+// The condition for one expression on a user-defined attribute. It reads the
+// attribute view of the attribute, which the statement joins by LEFT JOIN, so a
+// requirement without a value shows NULL columns there. Most of the work is
+// deciding which comparison also accepts such a requirement: an absent value
+// behaves like a value below all others.
+#include "engine/mod_main.h"
+#include "model/text_util.h"
+#include "model/typed_simple_expression.h"
+#include "sql/query_sql.h"
+#include "sql/sql_value_conversions.h"
+#include "sql/sql_vocabulary.h"
+
+namespace vlq {
+
+using namespace sqlv;
+
+namespace {
+
+// The operator word with its blanks; IN has none, it is written as an OR list.
+std::string OperatorText(enumExpressionOperator eOp) {
+  switch (eOp) {
+    case eEOBetween:
+      return " " + std::string(BETWEEN) + " ";
+    case eEOULike:
+    case eEOLike:
+      return " " + std::string(LIKE) + " ";
+    case eEONotEquals:
+      return std::string(NE);
+    case eEOLessThanOrEqual:
+      return std::string(LE);
+    case eEOGreaterThanOrEqual:
+      return std::string(GE);
+    case eEOLessThan:
+      return std::string(LT);
+    case eEOGreaterThan:
+      return std::string(GT);
+    case eEOEquals:
+      return std::string(EQ);
+    default:
+      return {};
+  }
+}
+
+// Where the NULL term of a free value comparison goes.
+enum class NullTerm { None, AtOnce, AfterNegation };
+
+NullTerm NullTermOf(enumExpressionOperator eOp, bool bNot) {
+  switch (eOp) {
+    case eEONotEquals:
+    case eEOLessThan:
+    case eEOLessThanOrEqual:
+      return bNot ? NullTerm::None : NullTerm::AtOnce;
+    case eEOEquals:
+    case eEOGreaterThan:
+    case eEOGreaterThanOrEqual:
+      return bNot ? NullTerm::AfterNegation : NullTerm::None;
+    default:
+      return NullTerm::None;
+  }
+}
+
+}  // namespace
+
+std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr) {
+  std::string s;
+  modMain::HandleAndLeave("QuerySql.ReqTypeExpressionToSQL", [&] {
+    const ProjStructSpecifier& spec = oExpr.ProjStruSpec();
+    const long type = oExpr.AttrDataType();
+    const bool isList = type == eADTList || type == eADTMultiSelectList;
+    const bool isMulti = type == eADTMultiSelectList;
+    const bool bNot = oExpr.ExprNot();
+    const enumExpressionOperator eOp = oExpr.Operator();
+    const std::string view = DatabaseSchemaAndTable(&spec, std::string(VLATTRVALUESVIEW_) + oExpr.AttrKey());
+    const std::string col = view + "." + (isList ? "LISTITEMID" : "FIELDVALUE");
+    const std::string op = OperatorText(eOp);
+    const std::string isNull = " " + std::string(IS) + std::string(NULL_);
+    // The test that lets a requirement without an item pass.
+    const std::string listNullTerm = std::string(nlOR) + "(" + " " + view + ".LISTITEMID" + isNull;
+    std::string deferredTerm;
+
+    s = " (";
+    if (bNot) {
+      if (eOp == eEOIN && isMulti) {
+        // A requirement with several items is in several rows: NOT IN asks for
+        // the requirements that have none of the items at all.
+        const std::string req = DatabaseSchemaAndTable(&spec, VLREQUIREMENTS);
+        s += "(" + req + ".ID" + " " + "NOT IN (SELECT " + req + ".ID" + std::string(CRLF) + std::string(FROM) + req +
+             std::string(CRLF) + std::string(LEFT) + std::string(JOIN) + view + std::string(CRLF) + std::string(ON) +
+             req + ".ID" + " = " + view + ".REQUIREMENTID";
+        if (spec.DBTypeValue() == eDBTAccess && spec.IsExtProj()) {
+          s += " " + std::string(IN) + " '" + text::Upper(modMain::PathWithoutExtension(spec.ExtProjFilePath())) +
+               ".MdB' ";
+        }
+        s += nlWHERE;
+      } else {
+        s += "( " + std::string(NOT) + " (";
+      }
+    }
+
+    if (eOp != eEOIN) s += col + " ";
+
+    if (eOp == eEOBetween) {
+      s += op + ExprValToSQL(oExpr, false, 0) + " " + std::string(nlAND) + ExprValToSQL(oExpr, true, 0);
+    } else if (eOp == eEOIN) {
+      s += "(";
+      bool written = false;
+      const bool hasNoEntry = oExpr.ListItemKeys().Contains("0");
+      for (long key : oExpr.ListItemKeys()) {
+        // The key 0 only marks that no entry is among the items.
+        if (key == 0) continue;
+        if (written) s += " " + std::string(nlOR);
+        s += col + std::string(EQ) + ExprValToSQL(oExpr, false, key);
+        written = true;
+      }
+      if (hasNoEntry) {
+        if (written) s += " " + std::string(nlOR);
+        s += col + " " + std::string(IS) + std::string(NULL_);
+      }
+      if (!bNot) {
+        s += ")";
+      } else if (!isList || hasNoEntry) {
+        // With no entry among the items the negation itself excludes a
+        // requirement without a value.
+        s += ")";
+      } else {
+        s += ")" + std::string(")") + " " + listNullTerm;
+      }
+    } else if (oExpr.IsEdit()) {
+      if (text::EqualsNoCase(oExpr.Value().ToText(), NO_ENTRY)) {
+        s += isNull;
+      } else {
+        s += op + ExprValToSQL(oExpr, false, 0);
+        const std::string term = std::string(nlOR) + col + " " + std::string(IS) + std::string(NULL_);
+        switch (NullTermOf(eOp, bNot)) {
+          case NullTerm::AtOnce:
+            s += term;
+            break;
+          case NullTerm::AfterNegation:
+            deferredTerm = term;
+            break;
+          case NullTerm::None:
+            break;
+        }
+      }
+    } else if (oExpr.ListItemKey() > 0) {
+      s += op + ExprValToSQL(oExpr, false, 0);
+      if (bNot) s += " " + listNullTerm + ")";
+    } else {
+      s += isNull;
+    }
+
+    if (bNot) s += "))";
+    s += deferredTerm;
+    s += ")";
+  });
+  return s;
+}
+
+}  // namespace vlq

@@ -1,0 +1,440 @@
+// The condition for one expression on a system attribute. Every attribute
+// follows one shape: opening brackets, the column, the value, the operator, a
+// rewrite for dates, closing brackets. Each attribute supplies a column and a
+// few marks; the root tag number, the hierarchy level, the document flags and
+// two discussion attributes have forms of their own.
+#include <algorithm>
+#include <cstdlib>
+
+#include "engine/mod_main.h"
+#include "model/date_serial.h"
+#include "model/text_util.h"
+#include "model/typed_simple_expression.h"
+#include "parser/simple_expression.h"
+#include "sql/query_sql.h"
+#include "sql/sql_value_conversions.h"
+#include "sql/sql_vocabulary.h"
+
+namespace vlq {
+
+using namespace sqlv;
+
+namespace {
+
+// Where a system attribute's column stands and what it needs.
+struct SystemColumn {
+  std::string_view table;
+  std::string_view column;
+  bool always = false;    // written for IN too (else the IN list repeats it per item)
+  bool caseBlind = false;  // compared in capitals on Oracle
+  bool isDate = false;     // a date and time column with the day and minute rewrite
+};
+
+std::optional<SystemColumn> RequirementColumn(long key) {
+  switch (key) {
+    case eSAKReqKey:
+    case eSAKReqKeyScalar:
+      return SystemColumn{VLREQUIREMENTS, "ID"};
+    case eSAKReqTag:
+      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTPREFIX", true};
+    case eSAKReqText:
+      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTTEXT", true, true};
+    case eSAKReqAuthorName:
+    case eSAKReqAuthorKey:
+      return SystemColumn{VLREQUIREMENTS, "VERSIONUSERID"};
+    case eSAKReqLocationName:
+    case eSAKReqLocationKey:
+      return SystemColumn{VLREQUIREMENTS, "BOOKMARKDOCUMENTID"};
+    case eSAKReqRevision:
+      return SystemColumn{VLREQUIREMENTS, "VERSIONNUMBER", true};
+    case eSAKReqReason:
+      return SystemColumn{VLREQUIREMENTS, "VERSIONREASON", true, true};
+    case eSAKReqDiscussionKey:
+      return SystemColumn{VLDISCUSSIONREQUIREMENTS, "DISCUSSIONID"};
+    case eSAKReqDiscussionStatus:
+      return SystemColumn{VLDISCUSSIONS, "STATUS"};
+    case eSAKReqRevDateTime:
+      return SystemColumn{VLREQUIREMENTS, "VERSIONDATETIME", true, false, true};
+    case eSAKReqBookmarkName:
+      return SystemColumn{VLREQUIREMENTS, "BOOKMARKNAME"};
+    case eSAKReqName:
+      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTNAME", true, true};
+    case eSAKReqDocPosition:
+      return SystemColumn{VLREQUIREMENTS, "DOCUMENTPOSITION"};
+    case eSAKReqPackageKey:
+      return SystemColumn{VLPACKAGEELEMENTS, "PACKAGEID"};
+    case eSAKReqPackageName:
+      return SystemColumn{VLPACKAGES, "NAME", false, true};
+    case eSAKReqSuspectDateTime:
+      return SystemColumn{VLREQUIREMENTS, "SUSPECTDATETIME", true, false, true};
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<SystemColumn> DiscussionColumn(long key) {
+  switch (key) {
+    case eSAKDiscSubject:
+      return SystemColumn{VLDISCUSSIONS, "SUBJECT", true};
+    case eSAKDiscReqKey:
+      return SystemColumn{VLDISCUSSIONREQUIREMENTS, "REQUIREMENTID"};
+    case eSAKDiscAuthor:
+    case eSAKDiscAuthorKey:
+      return SystemColumn{VLDISCUSSIONS, "AUTHORID"};
+    case eSAKDiscPriority:
+      return SystemColumn{VLDISCUSSIONS, "PRIORITY"};
+    case eSAKDiscStatus:
+      return SystemColumn{VLDISCUSSIONS, "STATUS"};
+    case eSAKDiscGroup:
+    case eSAKDiscGroupKey:
+      return SystemColumn{VLDISCUSSIONGROUPS, "GROUPID"};
+    case eSAKDiscDiscussionKey:
+      return SystemColumn{VLDISCUSSIONS, "ID"};
+    case eSAKDiscSubmitDate:
+      return SystemColumn{VLDISCUSSIONS, "SUBMITDATETIME", true};
+    case eSAKDiscUser:
+    case eSAKDiscUserKey:
+      return SystemColumn{VLDISCUSSIONUSERS, "USERID"};
+    default:
+      return std::nullopt;
+  }
+}
+
+bool HoldsNullWord(std::string_view v) { return text::EqualsNoCase(text::TrimView(v), NULL_); }
+
+std::string Digits2(int value) { return (value < 10 ? "0" : "") + std::to_string(value); }
+
+}  // namespace
+
+std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext) {
+  std::string S;
+  modMain::HandleAndLeave("QuerySql.SystemAttrExpressionToSQL", [&] {
+    constexpr std::string_view source = "QuerySql.SystemAttrExpressionToSQL";
+    const ProjStructSpecifier& spec = oExpr.ProjStruSpec();
+    const auto T = [&](std::string_view table) { return DatabaseSchemaAndTable(&spec, table); };
+    const bool N = oExpr.ExprNot();
+    const enumExpressionOperator O = oExpr.Operator();
+    const long K = text::IsDecimalWhole(oExpr.AttrKey()) ? std::stol(oExpr.AttrKey()) : 0;
+    const bool E = sqlconv::IsNoEntry(oExpr.Value());
+    const bool oracle = lDatabaseType_ == eDBTOracle;
+    const std::string isWord = " " + std::string(IS) + " ";
+
+    // 1. Openers.
+    bool nullCloser = false;
+    bool zeroCloser = false;
+    bool bracketCloser = false;
+    bool emptyCloser = false;
+    if (oExpr.IsEdit() && !E && ((O == eEONotEquals && !N) || (O == eEOEquals && N))) {
+      // A negated comparison on a free value lets rows without a value pass.
+      S += " (";
+      nullCloser = true;
+    }
+    if (O == eEOIN && K == eSAKReqLocationKey && oExpr.ListItemKeys().Contains("0")) {
+      // The database as location is stored as 0 as well as NULL.
+      S += " (";
+      zeroCloser = true;
+    }
+    if ((O == eEONotEquals && E && !N) || (N && !(O == eEONotEquals && E) && !(O == eEOIN && !E))) {
+      S += " " + std::string(NOT) + " " + "(";
+      bracketCloser = true;
+    }
+
+    // 2. Column.
+    std::string COL;
+    bool isDate = false;
+    bool caseBlind = false;
+    const enumQueryReturnTypes baseType = oExpr.BaseType();
+    if (baseType == eBTRequirements) {
+      switch (K) {
+        case eSAKReqRootTagNbr: {
+          // A dotted number: the leading levels compare by "=", the written
+          // operator applies to the last level.
+          std::string rest = oExpr.Value().ToText();
+          int offset = 0;
+          for (std::size_t dot = rest.find('.'); dot != std::string::npos; dot = rest.find('.')) {
+            const long part = sqlconv::ToLong(Variant(rest.substr(0, dot)), source);
+            COL += " " + BuildRootTagNbrSQL(offset, oExpr) + std::string(EQ) + std::to_string(part) + " " + "AND" +
+                   " ";
+            offset += 10;
+            rest = rest.substr(dot + 1);
+          }
+          COL += " " + BuildRootTagNbrSQL(offset, oExpr);
+          oExpr.SetValue(Variant(sqlconv::ToLong(Variant(rest), source)));
+          S += " " + COL;
+          break;
+        }
+        case eSAKReqHierLevel: {
+          std::string L;
+          switch (lDatabaseType_) {
+            case eDBTAccess:
+            case eDBTAccess2:
+              L = std::string(LEN);
+              break;
+            case eDBTOracle:
+            case eDBTDB2:
+              L = std::string(LENGTH);
+              break;
+            case eDBTSQLServer:
+              L = std::string(DATALENGTH);
+              break;
+            default:
+              break;
+          }
+          const auto level = [&](std::string_view table) {
+            return "((" + L + "(" + T(table) + ".LONGTAGNUMBER" + ")" + " / 10) - 1)";
+          };
+          if (!bRetainHierarchy_) {
+            COL = level(VLREQUIREMENTS);
+            S += " " + COL;
+          } else {
+            // The level is tested on the hierarchy work table later; here the
+            // value is compared with itself.
+            HierLevelExpr = level(VLHIERARCHYFINALORDERTEMP);
+            HierLevelOp = modMain::OpEnumToString(O);
+            HierLevelValue = ExprValToSQL(oExpr, false, 0);
+            COL = std::string(text::TrimView(HierLevelValue));
+            S += " " + HierLevelValue;
+          }
+          break;
+        }
+        case eSAKReqIsDocTextCurrent: {
+          // The document text is out of date when one of the flags 1, 4, 16 is set.
+          COL = T(VLREQUIREMENTS) + ".FLAGS";
+          const bool current = oExpr.Value().IsBoolean() ? oExpr.Value().Boolean()
+                                                         : sqlconv::ToLong(oExpr.Value(), source) != 0;
+          const std::string nl(CRLF);
+          const std::string& c = COL;
+          switch (lDatabaseType_) {
+            case eDBTAccess:
+              S += current ? "(NOT ((" + c + "\\1) MOD 2)=1" + nl + "AND NOT ((" + c + "\\4) MOD 2)=1" + nl +
+                                 "AND NOT ((" + c + "\\16) MOD 2)=1)"
+                           : "(((" + c + "\\1) MOD 2)=1" + nl + "OR ((" + c + "\\4) MOD 2)=1" + nl + "OR ((" + c +
+                                 "\\16) MOD 2)=1)";
+              break;
+            case eDBTOracle:
+              S += current ? "(((BITAND(" + c + ", 1)!=1) " + nl + "AND (BITAND(" + c + ", 4)!=4)" + nl +
+                                 "AND (BITAND(" + c + ", 16)!=16)))"
+                           : "(((BITAND(" + c + ", 1)=1) " + nl + "OR (BITAND(" + c + ", 4)=4)" + nl + "OR (BITAND(" +
+                                 c + ", 16)=16)))";
+              break;
+            case eDBTSQLServer:
+              S += current ? "((" + c + "!=" + c + "|1" + nl + "AND " + c + "!=" + c + "|4" + nl + "AND " + c +
+                                 "!=" + c + "|16))"
+                           : "((" + c + "=" + c + "|1" + nl + "OR " + c + "=" + c + "|4" + nl + "OR " + c + "=" + c +
+                                 "|16))";
+              break;
+            default:
+              break;
+          }
+          break;
+        }
+        default:
+          if (const auto column = RequirementColumn(K)) {
+            const bool locationColumn = K == eSAKReqLocationName || K == eSAKReqLocationKey;
+            const bool knownDialect = lDatabaseType_ == eDBTAccess || lDatabaseType_ == eDBTOracle ||
+                                      lDatabaseType_ == eDBTAccess2 || lDatabaseType_ == eDBTSQLServer ||
+                                      lDatabaseType_ == eDBTDB2;
+            if (!locationColumn || knownDialect) COL = T(column->table) + "." + std::string(column->column);
+            if (column->caseBlind && oracle) COL = std::string(UPPER) + "(" + COL + ")";
+            caseBlind = column->caseBlind;
+            isDate = column->isDate;
+            if (column->always || O != eEOIN) S += " " + COL;
+            switch (K) {
+              case eSAKReqDiscussionKey:
+              case eSAKReqDiscussionStatus:
+                if (eContext == eContextBase) JoinDiscussions = true;
+                else if (eContext == eContextRelDest) RelJoinDiscussions = true;
+                break;
+              case eSAKReqPackageKey:
+                JoinPackageElements = true;
+                break;
+              case eSAKReqPackageName:
+                JoinPackageElements = true;
+                JoinPackages = true;
+                break;
+              default:
+                break;
+            }
+          }
+          break;
+      }
+    } else if (baseType == eBTDiscussions) {
+      if (K == eSAKDiscResponses) {
+        // Responses: keep the response discussions, or ask for them alone.
+        DiscIncludeResponses = true;
+        const bool value = oExpr.Value().IsBoolean() ? oExpr.Value().Boolean()
+                                                     : sqlconv::ToLong(oExpr.Value(), source) != 0;
+        S += T(VLDISCUSSIONS) + ".PARENTID" + (value ? ">=0" : "=0");
+        if (O != eEOIN && N) S += "))";
+        return;
+      }
+      if (K == eSAKDiscHasRead) {
+        // The user's key, negative for "not read".
+        DiscJoinRead = true;
+        const long R = sqlconv::ToLong(oExpr.Value(), source);
+        const std::string read = T(VLDISCUSSIONSREAD);
+        S += "(";
+        if (R < 0) S += " " + std::string(NOT) + " ";
+        S += T(VLDISCUSSIONS) + ".ID" + " " + std::string(IN) + "(" + std::string(SELECT) + read + ".DISCUSSIONID" +
+             " " + std::string(nlFROM) + read + " " + std::string(nlWHERE) + read + ".USERID" + std::string(EQ) +
+             ValueToSQL(Variant(std::labs(R))) + ")" + ")";
+        if (O != eEOIN && N) S += "))";
+        return;
+      }
+      if (const auto column = DiscussionColumn(K)) {
+        COL = T(column->table) + "." + std::string(column->column);
+        if (column->always || O != eEOIN) S += " " + COL;
+        switch (K) {
+          case eSAKDiscReqKey:
+            DiscJoinRequirements = true;
+            break;
+          case eSAKDiscGroup:
+          case eSAKDiscGroupKey:
+            DiscJoinGroups = true;
+            break;
+          case eSAKDiscUser:
+          case eSAKDiscUserKey:
+            DiscJoinUsers = true;
+            break;
+          default:
+            break;
+        }
+      }
+    }
+
+    // 3. Value.
+    std::string V;
+    if ((K == eSAKReqText || K == eSAKReqName) && E && (O == eEONotEquals || O == eEOEquals)) {
+      V = std::string(NULL_);
+      // SQL Server keeps an empty text where the others have none.
+      if (lDatabaseType_ == eDBTSQLServer) emptyCloser = true;
+    } else {
+      V = ExprValToSQL(oExpr, false, 0);
+    }
+    if (caseBlind && oracle) V = text::Upper(V);
+
+    // 4. Whether a date value was written with a time and with seconds. The
+    // value as the query wrote it is the word behind the operator.
+    bool T_ = false;
+    bool C_ = false;
+    std::string X;
+    std::string sOrg;
+    if (isDate) {
+      if (const auto& simple = oExpr.GetSimpleExpression()) sOrg = simple->OrgExprString();
+      const std::string opText = modMain::OpEnumToString(O);
+      const std::size_t at = opText.empty() ? std::string::npos : text::FindNoCase(sOrg, opText);
+      if (at != std::string::npos) {
+        const std::string_view behind = std::string_view(sOrg).substr(at + opText.size());
+        long consumed = 0;
+        X = text::Trim(modMain::ExtractQueryBaseCriteria(behind, consumed, false));
+        const std::string_view D =
+            behind.substr(0, std::min<std::size_t>(behind.size(), static_cast<std::size_t>(std::max(0L, consumed))));
+        T_ = IsTimeSpecified_(D);
+        C_ = AreSecondsSpecified_(D);
+      }
+    }
+
+    // 5. Operator.
+    switch (O) {
+      case eEOBetween:
+        S += " " + std::string(BETWEEN) + " ";
+        break;
+      case eEOULike:
+      case eEOLike:
+        S += " " + std::string(LIKE) + " ";
+        break;
+      case eEONotEquals:
+        S += text::EqualsNoCase(V, NULL_) ? isWord : std::string(NE);
+        break;
+      case eEOLessThanOrEqual:
+        S += LE;
+        break;
+      case eEOGreaterThanOrEqual:
+        S += GE;
+        break;
+      case eEOLessThan:
+        S += LT;
+        break;
+      case eEOGreaterThan:
+        S += GT;
+        break;
+      case eEOEquals:
+        if (HoldsNullWord(V)) {
+          S += isWord;
+          if (lDatabaseType_ == eDBTSQLServer) emptyCloser = true;
+        } else if (!isDate) {
+          if (K != eSAKReqIsDocTextCurrent) S += EQ;
+        } else if (T_ && C_) {
+          S += EQ;
+        } else {
+          // A day or a minute: the whole of it.
+          S += " " + std::string(BETWEEN) + " ";
+        }
+        break;
+      default:
+        break;
+    }
+
+    // 6. Value text, with the date rewrite.
+    const auto dateText = [&](const std::string& sDate) {
+      return " " + ValueToSQL(Variant(sqlconv::ToDate(Variant(sDate), source)));
+    };
+    const std::string Z = GetTimeSeparator_();
+    // X at the given seconds of its minute, in the locale's short date form.
+    const auto atSeconds = [&](const char* seconds) {
+      const CivilDateTime c = date_serial::ToCivil(sqlconv::ToDate(Variant(X), source));
+      return modMain::Locale().ShortDateText(sqlconv::ToDate(Variant(X), source)) + " " + std::to_string(c.hour) +
+             Z + Digits2(c.minute) + Z + seconds;
+    };
+    const std::string endOfDay = " 23" + Z + "59" + Z + "59";
+    if (O == eEOBetween) {
+      std::string high;
+      if (K == eSAKReqRootTagNbr) high = oExpr.HighValue().ToText();
+      else if (caseBlind && oracle) high = text::Upper(ExprValToSQL(oExpr, true, 0));
+      else high = ExprValToSQL(oExpr, true, 0);
+      S += V + " " + std::string(nlAND) + high;
+    } else if (isDate && O != eEOIN) {
+      if (T_ && C_) {
+        S += V;
+      } else if (T_) {
+        if (O == eEOEquals) S += dateText(atSeconds("00")) + " " + std::string(nlAND) + dateText(atSeconds("59"));
+        else if (O == eEOLessThanOrEqual || O == eEOGreaterThan) S += dateText(atSeconds("59"));
+        else S += " " + ValueToSQL(Variant(sqlconv::ToDate(oExpr.Value(), source)));
+      } else if (E) {
+        S += O == eEOEquals ? V + " " + std::string(nlAND) + V : V;
+      } else if (O == eEOEquals) {
+        S += dateText(X + " 00" + Z + "00" + Z + "00") + " " + std::string(nlAND) + dateText(X + endOfDay);
+      } else if (O == eEOLessThanOrEqual || O == eEOGreaterThan) {
+        S += dateText(X + endOfDay);
+      } else {
+        S += " " + ValueToSQL(Variant(sqlconv::ToDate(oExpr.Value(), source)));
+      }
+    } else if (O == eEOIN) {
+      // 7. The IN list: the column for each item, each negated under NOT.
+      S += "(";
+      bool first = true;
+      for (long item : oExpr.ListItemKeys()) {
+        if (!first) S += " " + std::string(N ? nlAND : nlOR);
+        first = false;
+        S += "(";
+        if (N) S += " " + std::string(NOT);
+        S += " " + COL;
+        const std::string W = ExprValToSQL(oExpr, false, item);
+        S += text::FindNoCase(W, NULL_) != std::string::npos ? isWord : std::string(EQ);
+        S += W + ")";
+      }
+      S += ")";
+    } else if (K != eSAKReqIsDocTextCurrent) {
+      S += V;
+    }
+
+    // 8. Closers.
+    if (emptyCloser) S = "(" + S + std::string(nlOR) + COL + " " + std::string(EQ) + " '' " + ")";
+    if (bracketCloser) S += ")";
+    if (nullCloser) S += std::string(nlOR) + COL + " " + std::string(IS) + std::string(NULL_) + ")";
+    if (zeroCloser) S += std::string(nlOR) + COL + " " + std::string(EQ) + " 0 " + ")";
+  });
+  return S;
+}
+
+}  // namespace vlq
