@@ -125,7 +125,7 @@ enumQueryEngineError QuerySql::ExpressionsToSQL(const Collection<std::shared_ptr
 
 // A NOT is not written: it is pushed down to the leaves by De Morgan's rule,
 // flipping the connectors of the sub-list it stands before and the ExprNot of
-// each expression in it (on the expression object itself).
+// each expression in it while that expression's text is written.
 //
 // bNot is the negation that reaches this whole list from outside. A NOT token
 // negates the one sub-list behind it and nothing after that sub-list: NOT (a)
@@ -156,9 +156,14 @@ std::string QuerySql::ComplexExpressionToSQL(const TypedComplexExpression& oExpr
           break;
         case eTTTypedExpression:
           if (auto oSimple = oToken->AsTypedSimpleExpression()) {
-            if (outerNot || notPending) oSimple->SetExprNot(!oSimple->ExprNot());
+            const bool flip = outerNot || notPending;
             notPending = false;
+            if (flip) oSimple->SetExprNot(!oSimple->ExprNot());
             s += SimpleExpressionToSQL(*oSimple, eContext);
+            // The negation belongs to this statement: the expression that the
+            // caller's query definition holds keeps its own NOT, so the query
+            // writes back as it was read and a second build gives the same text.
+            if (flip) oSimple->SetExprNot(!oSimple->ExprNot());
           }
           break;
         case eTTTypedCompExpression:

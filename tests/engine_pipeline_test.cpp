@@ -172,7 +172,9 @@ TEST_F(EnginePipeline, ReadingFailuresOfTheBaseSection) {
   for (const Row& row : rows) {
     def.reset();
     EXPECT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, row.query, info, def), row.code) << row.query;
-    if (row.message != 0) EXPECT_EQ(info, modMain::Message(row.message)) << row.query;
+    if (row.message != 0) {
+      EXPECT_EQ(info, modMain::Message(row.message)) << row.query;
+    }
     EXPECT_FALSE(def) << row.query;  // a failing section leaves no definition
   }
   EXPECT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, "ReqType.Prefix(XX)", info, def),
@@ -202,6 +204,28 @@ TEST_F(EnginePipeline, TheClassesNameThemselvesAndTheBuildVersion) {
   EXPECT_EQ(engine.ClassVersion(), modMain::ComponentVersion());
   EXPECT_EQ(engine.OpStringToEnum(" like "), eEOLike);
   EXPECT_EQ(engine.OrdEnumToString(eOrdDesc), "DESCEND");
+}
+
+}  // namespace
+}  // namespace vlq
+
+namespace vlq {
+namespace {
+
+TEST_F(EnginePipeline, MakingTheStatementLeavesTheCallersDefinitionAsItWasRead) {
+  auto project = world.Open();
+  const std::string query = "ReqType.Prefix(PR) PR.Criteria(NOT (\"Platforms\" = Linux OR \"Platforms\" = Windows))";
+  ASSERT_EQ(engine.Validate2(eBTRequirements, eQLTByPrefix, project, query, info, def), eQEENone) << info;
+  const std::string asRead = def->QueryString(eQLTByPrefix);
+  ASSERT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, query, info, def), eQEENone) << info;
+  const std::string statement = info;
+  EXPECT_EQ(def->QueryString(eQLTByPrefix), asRead);
+  // Pushing the NOT down writes each leaf negated, joined by AND.
+  EXPECT_NE(statement.find(" NOT "), std::string::npos);
+  EXPECT_NE(statement.find("\r\nAND "), std::string::npos);
+  // The same definition read back makes the same statement again.
+  ASSERT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, asRead, info, def), eQEENone) << info;
+  EXPECT_EQ(info, statement);
 }
 
 }  // namespace
