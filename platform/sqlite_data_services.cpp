@@ -1,0 +1,163 @@
+#include "platform/sqlite_data_services.h"
+
+#include <sqlite3.h>
+
+#include "model/text_util.h"
+
+namespace vlq::platform {
+namespace {
+
+constexpr const char* kExecuteSource = "DataServices.Execute";
+
+bool OnlyBlanks(std::string_view s) {
+  for (char c : s) {
+    if (c != ' ' && c != '\t' && c != '\r' && c != '\n') return false;
+  }
+  return true;
+}
+
+// SQLite's message, the statement as the caller wrote it and, where the
+// dialect changed it, as it ran.
+std::string Describe(std::string_view message, std::string_view sql, std::string_view run) {
+  std::string out(message);
+  out += "\nStatement: ";
+  out += sql;
+  if (run != sql) {
+    out += "\nRun as: ";
+    out += run;
+  }
+  return out;
+}
+
+}  // namespace
+
+// ---- SqliteResultSet -----------------------------------------------------------------
+
+Rows SqliteResultSet::GetRows() {
+  Rows out(rows_.size());
+  for (std::size_t c = 0; c < rows_.size(); ++c) {
+    out[c].assign(rows_[c].begin() + static_cast<std::ptrdiff_t>(pos_), rows_[c].end());
+  }
+  pos_ = count_;
+  return out;
+}
+
+void SqliteResultSet::MoveNext() {
+  if (AtEOF()) throw Failure(kFailureNoCurrentRecord, "ResultSet.MoveNext", "The cursor is behind the last row");
+  ++pos_;
+}
+
+Variant SqliteResultSet::Field(int index) const {
+  if (AtEOF()) throw Failure(kFailureNoCurrentRecord, "ResultSet.Field", "There is no current row");
+  if (index < 0 || static_cast<std::size_t>(index) >= rows_.size()) {
+    throw Failure(kFailureItemNotFound, "ResultSet.Field", "No column at position " + std::to_string(index));
+  }
+  return rows_[static_cast<std::size_t>(index)][pos_];
+}
+
+// ---- SqliteDataServices --------------------------------------------------------------
+
+SqliteDataServices::SqliteDataServices(std::shared_ptr<SqliteConnection> connection, Properties properties,
+                                       std::string userName, jet::ExternalResolver resolver)
+    : connection_(std::move(connection)),
+      properties_(std::move(properties)),
+      userName_(std::move(userName)),
+      resolver_(std::move(resolver)) {}
+
+std::shared_ptr<ResultSet> SqliteDataServices::Execute(std::string_view sql, long& lRowsAffected) {
+  lRowsAffected = 0;
+  std::string run;
+  try {
+    run = jet::Rewrite(sql, resolver_);
+  } catch (const Failure& f) {
+    throw Failure(f.Number(), kExecuteSource, Describe(f.Description(), sql, sql));
+  }
+
+  ::sqlite3* db = connection_->Handle();
+  ::sqlite3_stmt* raw = nullptr;
+  const char* rest = nullptr;
+  const int prepared = sqlite3_prepare_v2(db, run.data(), static_cast<int>(run.size()), &raw, &rest);
+  std::unique_ptr<::sqlite3_stmt, int (*)(::sqlite3_stmt*)> stmt(raw, sqlite3_finalize);
+  if (prepared != SQLITE_OK) {
+    const std::string message = sqlite3_errmsg(db);
+    throw Failure(SqliteFailureNumber(sqlite3_extended_errcode(db), message), kExecuteSource,
+                  Describe(message, sql, run));
+  }
+  if (!stmt) throw Failure(SQLITE_MISUSE, kExecuteSource, Describe("There is no statement to run", sql, run));
+  const std::string_view tail(rest, static_cast<std::size_t>(run.data() + run.size() - rest));
+  if (!OnlyBlanks(tail)) {
+    throw Failure(SQLITE_MISUSE, kExecuteSource,
+                  Describe("Only one statement may be run per call; nothing was run, since text follows the "
+                           "first statement: " +
+                               std::string(text::TrimView(tail)),
+                           sql, run));
+  }
+
+  const sqlite3_int64 changesBefore = sqlite3_total_changes64(db);
+  const int columns = sqlite3_column_count(stmt.get());
+  Rows rows(static_cast<std::size_t>(columns));
+  std::size_t count = 0;
+  int rc = SQLITE_OK;
+  while ((rc = sqlite3_step(stmt.get())) == SQLITE_ROW) {
+    for (int c = 0; c < columns; ++c) rows[static_cast<std::size_t>(c)].push_back(ColumnValue(stmt.get(), c));
+    ++count;
+  }
+  if (rc != SQLITE_DONE) {
+    const std::string message = sqlite3_errmsg(db);
+    throw Failure(SqliteFailureNumber(sqlite3_extended_errcode(db), message), kExecuteSource,
+                  Describe(message, sql, run));
+  }
+  // Only INSERT, UPDATE and DELETE change rows; the total counts exactly those.
+  if (!sqlite3_stmt_readonly(stmt.get())) {
+    lRowsAffected = static_cast<long>(sqlite3_total_changes64(db) - changesBefore);
+  }
+  return std::make_shared<SqliteResultSet>(std::move(rows), count);
+}
+
+std::string SqliteDataServices::ConnectionProperty(std::string_view name) {
+  for (const auto& [key, value] : properties_) {
+    if (text::EqualsNoCase(key, name)) return value;
+  }
+  throw Failure(kFailureItemNotFound, "DataServices.ConnectionProperty",
+                "The connection has no property \"" + std::string(name) + "\"");
+}
+
+std::string SqliteDataServices::ConnectionAttribute(std::string_view name) {
+  if (text::EqualsNoCase(name, "User Name")) return userName_;
+  if (text::EqualsNoCase(name, "Current Catalog")) return connection_->File().stem().string();
+  throw Failure(kFailureItemNotFound, "DataServices.ConnectionAttribute",
+                "The connection has no attribute \"" + std::string(name) + "\"");
+}
+
+std::vector<SchemaColumn> SqliteDataServices::OpenSchema(int kind) {
+  constexpr const char* kSource = "DataServices.OpenSchema";
+  if (kind != 4) {
+    throw Failure(kFailureNotSupported, kSource,
+                  "Only the columns rowset (4) is offered, not schema kind " + std::to_string(kind));
+  }
+  ::sqlite3* db = connection_->Handle();
+  std::vector<std::string> objects;
+  {
+    SqliteStatement list(db,
+                         "SELECT name FROM sqlite_master WHERE type IN ('table', 'view') "
+                         "AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' ORDER BY rowid",
+                         kSource);
+    while (list.Step()) objects.push_back(list.Text(0));
+  }
+  std::vector<SchemaColumn> out;
+  for (const std::string& object : objects) {
+    // A view whose tables are gone has no columns to show; it is left out
+    // rather than failing the whole rowset.
+    try {
+      SqliteStatement columns(db, "SELECT name FROM pragma_table_info(?1)", kSource);
+      columns.Bind(1, object);
+      std::vector<SchemaColumn> found;
+      while (columns.Step()) found.push_back(SchemaColumn{object, columns.Text(0)});
+      out.insert(out.end(), found.begin(), found.end());
+    } catch (const Failure&) {
+    }
+  }
+  return out;
+}
+
+}  // namespace vlq::platform
