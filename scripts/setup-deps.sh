@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs what building and testing VlQueryEngine needs, where it is missing.
+# As root it installs with apt-get; otherwise it names the missing packages
+# and fails.
+set -euo pipefail
+
+packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev)
+
+missing=()
+for package in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$package")
+  fi
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+
+if [ "$(id -u)" -ne 0 ]; then
+  echo "setup-deps: missing packages: ${missing[*]}" >&2
+  echo "setup-deps: run as root, or: sudo apt-get install ${missing[*]}" >&2
+  exit 1
+fi
+
+echo "setup-deps: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -q
+apt-get install -y -q --no-install-recommends "${missing[@]}"
