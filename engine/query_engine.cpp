@@ -2,6 +2,7 @@
 
 #include "engine/mod_main.h"
 #include "model/query_def.h"
+#include "model/typed_comp_rel_expression.h"
 #include "model/text_util.h"
 #include "sql/query_sql.h"
 
@@ -228,20 +229,27 @@ enumQueryEngineError QueryEngine::RunPipeline_(bool bMakeSql, const char* sProcN
 
 // ---- Wrappers of the builder's closure and hierarchy operations -------------------------
 
-enumQueryEngineError QueryEngine::ChangeSQLToRetainHierarchy_(std::string& /*sSql*/, long& lSessionId,
+enumQueryEngineError QueryEngine::ChangeSQLToRetainHierarchy_(std::string& sSql, long& lSessionId,
                                                               std::string& /*sErrorInfo*/) {
-  // Results in tree order are not made yet: the statement stays as it is.
-  lSessionId = 0;
-  return eQEENone;
+  if (!oQuerySql_) return eQEENone;
+  return oQuerySql_->ChangeSQLToRetainHierarchy(sSql, lSessionId);
 }
 
-enumQueryEngineError QueryEngine::DumpHierarchyRecords_(long /*lSessionId*/, std::string& /*sErrorInfo*/) {
-  return eQEENone;
+enumQueryEngineError QueryEngine::DumpHierarchyRecords_(long lSessionId, std::string& sErrorInfo) {
+  if (!oQuerySql_) return eQEENone;
+  return oQuerySql_->DumpHierarchyRecords(lSessionId, sErrorInfo);
 }
 
-enumQueryEngineError QueryEngine::DumpIndirTraceRecords_(std::string& /*sErrorInfo*/) {
-  // No relationship filter writes closure rows yet.
-  return eQEENone;
+enumQueryEngineError QueryEngine::DumpIndirTraceRecords_(std::string& sErrorInfo) {
+  // Each relationship filter has its own session in the work tables. Every
+  // session is deleted, whatever became of the one before; the result is the
+  // last one's.
+  if (!oQuerySql_) return eQEENone;
+  enumQueryEngineError result = eQEENone;
+  for (const std::shared_ptr<TypedCompRelExpression>& oRelExpr : oQuerySql_->TypedCompRelExprs()) {
+    if (oRelExpr) result = oQuerySql_->DumpSessionIndirTraceRecords(oRelExpr->SessionID(), sErrorInfo);
+  }
+  return result;
 }
 
 enumExpressionOperator QueryEngine::OpStringToEnum(std::string_view sOpString) const {

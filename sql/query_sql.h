@@ -139,6 +139,48 @@ class QuerySql {
   enumQueryEngineError CreateSortView_(const std::string& sViewName, long lAttrKey);
   std::string BuildRootTagNbrSQL(int nOffset, const TypedSimpleExpression& oExpr);
 
+  // ---- Relationships and the trace closure (closure/) ----
+  // All relationship filters of the query as one boolean text for the WHERE
+  // clause; empty without filters. Runs the closure of every filter that
+  // isn't limited to direct traces, so it writes to the work tables.
+  enumQueryEngineError RelationshipsToSQL(std::string& sRel, std::string& sErrInfo);
+  // One test of one filter: the membership of VLREQUIREMENTS.ID in the
+  // subquery of its traces. bNotAll: the second test of an ALL criterion,
+  // always direct and without status. bWithStatus: the filter's status term.
+  enumQueryEngineError RelationshipToSql(TypedCompRelExpression& oRelExpr, bool bNotAll, std::string& sSql,
+                                         std::string& sErrInfo, bool bWithStatus);
+  // Gives oNotAll (made when empty) a new token list: the ALL terms of oCrit,
+  // each negated, with the connectors between them.
+  enumQueryEngineError MakeNotAllTCExpr(const std::shared_ptr<TypedComplexExpression>& oCrit,
+                                        std::shared_ptr<TypedComplexExpression>& oNotAll, std::string& sErrInfo);
+  // sKeyColumn IN the requirements of the destination type that meet oCrit
+  // (may be empty), in whichever project the destination lies.
+  enumQueryEngineError TCRelExprCritAccessSQL(const ProjStructSpecifier& oDest, std::string_view sKeyColumn,
+                                              const std::shared_ptr<TypedComplexExpression>& oCrit,
+                                              std::string& sSql, std::string& sErrInfo);
+  enumQueryEngineError TCRelExprCritOracleSQL(const ProjStructSpecifier& oDest, std::string_view sKeyColumn,
+                                              const std::shared_ptr<TypedComplexExpression>& oCrit,
+                                              std::string& sSql, std::string& sErrInfo);
+  enumQueryEngineError TCRelExprCritSQLServerSQL(const ProjStructSpecifier& oDest, std::string_view sKeyColumn,
+                                                 const std::shared_ptr<TypedComplexExpression>& oCrit,
+                                                 std::string& sSql, std::string& sErrInfo);
+  enumQueryEngineError TCRelExprCritDB2SQL(const ProjStructSpecifier& oDest, std::string_view sKeyColumn,
+                                           const std::shared_ptr<TypedComplexExpression>& oCrit, std::string& sSql,
+                                           std::string& sErrInfo);
+  // Works out the indirect traces of a filter into VLTRACETABLEINDIR under
+  // its SessionID.
+  enumQueryEngineError BuildTransClosure(TypedCompRelExpression& oRelExpr, std::string& sErrInfo);
+  // One level of the closure: lLevel from 1; bMoreRows tells whether the
+  // level inserted rows.
+  enumQueryEngineError BuildAccessTransClosureLevel(const TypedCompRelExpression& oRelExpr, long& lLevel,
+                                                    bool& bMoreRows, std::string& sErrInfo);
+  enumQueryEngineError BuildOracleTransClosureLevel(const TypedCompRelExpression& oRelExpr, long& lLevel,
+                                                    bool& bMoreRows, std::string& sErrInfo);
+  enumQueryEngineError BuildSQLServerTransClosureLevel(const TypedCompRelExpression& oRelExpr, long& lLevel,
+                                                       bool& bMoreRows, std::string& sErrInfo);
+  enumQueryEngineError BuildDB2TransClosureLevel(const TypedCompRelExpression& oRelExpr, long& lLevel,
+                                                 bool& bMoreRows, std::string& sErrInfo);
+
   // ---- Database helpers ----
   std::shared_ptr<ResultSet> ExecuteSQLStatement_(std::string_view sSql);
   std::string BaseTableAndSchema(std::string_view sTable) const;
@@ -155,6 +197,32 @@ class QuerySql {
                                  const std::string& sColumn);
   bool IsDB2ObjectPresent_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
   bool IsInDBSchema_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
+
+  // ---- Hierarchy retention (hierarchy/) ----
+  // Runs the finished main statement sSql, rewritten, into the hierarchy work
+  // tables under a new session (lSessionID, out) and replaces sSql by the
+  // SELECT of that session's rows in tree order: each parent before its
+  // children, siblings in the query's sort order, the ancestors of the hits
+  // added. sSql stays as it was on a nonzero result.
+  enumQueryEngineError ChangeSQLToRetainHierarchy(std::string& sSql, long& lSessionID);
+  // Deletes the rows of a hierarchy session from the three work tables.
+  enumQueryEngineError DumpHierarchyRecords(long lSessionID, std::string& sErrInfo);
+  enumQueryEngineError PopulateHierarchyTable_(const std::string& sSql, long& lSessionID);
+  long GetNextHierarchySessionID_();
+  // The key behind the first requirement type term of the text; 0 for none.
+  long ParseReqTypeKeyFromSQL_(std::string_view sSql);
+  // The main statement as the INSERT of its hits into VLHIERARCHYTABLETEMP.
+  enumQueryEngineError ExtendHierarchySQL_(std::string& sSql, long lSessionID);
+  // The INSERT of the ancestors of the session's rows.
+  std::string SecondPassHierarchySQL_(long lSessionID, long lReqTypeKey);
+  enumQueryEngineError OrderLevels_(long lSessionID);
+  enumQueryEngineError OrderLevelsForDB2_(long lSessionID);
+  enumQueryEngineError FinalOrder_(long lSessionID, long lLevels);
+  std::string FinalHierarchySQL_(long lSessionID);
+  std::string GenerateAccessFROMClauseForHierarchy_();
+  std::string GenerateDB2FROMClauseForHierarchy_();
+  std::string GenerateOracleFROMClauseForHierarchy_();
+  std::string GenerateOracleWHEREClauseForHierarchy_();
 
  private:
   enumQueryEngineError CurrReqSQLStatement_(long lDialect, std::string& sSqlStatement, std::string& sErrInfo);

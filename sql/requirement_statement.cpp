@@ -152,6 +152,13 @@ enumQueryEngineError QuerySql::CurrReqSQLStatement_(long lDialect, std::string& 
 
     if (!sCrit.empty()) sSql += " " + std::string(nlAND) + sCrit;
 
+    // The relationship filters stand by themselves in subqueries and need no
+    // join in this statement. A failure leaves the statement as far as built.
+    std::string sRel;
+    result = RelationshipsToSQL(sRel, sErrInfo);
+    if (result != eQEENone) return;
+    if (!sRel.empty()) sSql += " " + std::string(nlAND) + sRel;
+
     if (!bCountOnly_) {
       if (aggregate) {
         sSql += " " + std::string(nlGROUP_BY);

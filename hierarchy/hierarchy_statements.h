@@ -1,0 +1,59 @@
+#pragma once
+// The statements of the level ordering, written as text apart from running
+// them, so that the operations of hierarchy/ and their tests share one writer.
+// Internal to hierarchy/ (and its tests).
+//
+// Every statement is joined line by line with CR LF; blanks, trailing ones
+// too, are part of the contract and never tidied.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vlq {
+
+class QuerySql;
+
+namespace hierarchy {
+
+// Lines joined by CR LF, with no break behind the last one.
+std::string JoinLines(const std::vector<std::string>& lines);
+
+// The session id as it stands in a statement: its decimal digits.
+std::string SessionText(long lSessionID);
+
+// True when the same requirement can stand in several rows of the joined
+// tables, so that a level statement must group.
+bool IsAggregated(const QuerySql& sql);
+
+// The question for the number of levels of a session: the longest tag of the
+// session divided by ten. Empty for a dialect without hierarchy statements.
+std::string LevelCountSQL(QuerySql& sql, long lSessionID);
+
+// The part of a level statement that is the same for every level: the INSERT
+// (or, on Oracle, CREATE TABLE of the level table; on DB2 nothing), the select
+// list and the FROM clause of the dialect.
+std::string LevelHeadSQL(QuerySql& sql, long lSessionID);
+
+// One level statement: the head, the level's condition, and the GROUP BY and
+// ORDER BY of the query's sort order.
+std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, long lLevel,
+                     std::string_view sOrderBy, std::string_view sGroupBy);
+
+// Oracle: the copy of a level table into VLHIERARCHYORDEREDLEVELSTEMP, which
+// numbers the rows in copy order, and the table's removal.
+std::string OracleLevelCopySQL(QuerySql& sql, long lSessionID);
+std::string OracleLevelDropSQL(QuerySql& sql, long lSessionID);
+
+// DB2: one row of a level, inserted by itself so that DATAORDER follows the
+// order in which the rows were read.
+std::string DB2LevelRowSQL(QuerySql& sql, std::string_view sSessionID, std::string_view sRequirementID,
+                           std::string_view sLongTagNumber);
+
+// The ORDERTAG of every row of one level: the parent's ORDERTAG (none for
+// level 1) and the row's own DATAORDER padded to ten characters. Empty for a
+// dialect without hierarchy statements.
+std::string FinalOrderSQL(QuerySql& sql, long lSessionID, long lLevel);
+
+}  // namespace hierarchy
+}  // namespace vlq

@@ -1,0 +1,278 @@
+// One tree order for the rows of a hierarchy session. The rows of each level
+// are copied into VLHIERARCHYORDEREDLEVELSTEMP in the query's sort order; the
+// database numbers them there by itself (DATAORDER, rising with insertion).
+// Then every row gets an ORDERTAG: the ten-character DATAORDER of its root,
+// then that of each descendant down to the row, so that an ORDER BY on it
+// puts each parent before its children and siblings in the query's order.
+//
+// Levels are handled in rising order, since a level's ORDERTAG is made from
+// the rows of the level above it. A row whose parent isn't in the final table
+// drops out there, and its descendants with it.
+#include <cmath>
+#include <string>
+#include <string_view>
+
+#include "engine/mod_main.h"
+#include "hierarchy/hierarchy_statements.h"
+#include "sql/query_sql.h"
+#include "sql/sql_vocabulary.h"
+
+namespace vlq {
+
+using namespace sqlv;
+
+namespace {
+
+bool IsAccessLike(long lDatabaseType) { return lDatabaseType == eDBTAccess || lDatabaseType == eDBTAccess2; }
+
+// The number of levels of a session: NULL (no rows) counts as 0.
+long ReadLevelCount(QuerySql& sql, long lSessionID) {
+  const std::string sSql = hierarchy::LevelCountSQL(sql, lSessionID);
+  if (sSql.empty()) return 0;
+  const std::shared_ptr<ResultSet> rs = sql.ExecuteSQLStatement_(sSql);
+  if (!rs) return 0;
+  const Rows rows = rs->GetRows();
+  if (rows.empty() || rows[0].empty()) return 0;
+  const Variant& cell = rows[0][0];
+  if (cell.IsWhole()) return static_cast<long>(cell.Whole());
+  if (cell.IsReal()) return static_cast<long>(std::floor(cell.Real()));
+  if (cell.IsText()) {
+    const std::string digits = cell.Text();
+    return digits.empty() ? 0 : static_cast<long>(std::floor(std::stod(digits)));
+  }
+  return 0;
+}
+
+}  // namespace
+
+namespace hierarchy {
+
+std::string LevelCountSQL(QuerySql& sql, long lSessionID) {
+  std::string F;
+  switch (sql.DatabaseType()) {
+    case eDBTAccess:
+    case eDBTAccess2:
+    case eDBTSQLServer:
+      F = "LEN";
+      break;
+    case eDBTOracle:
+    case eDBTDB2:
+      F = "LENGTH";
+      break;
+    default:
+      return {};
+  }
+  return "SELECT MAX(" + F + "(LONGTAGNUMBER)) / 10 AS Levels FROM " + sql.BaseTableAndSchema(VLHIERARCHYTABLETEMP) +
+         " WHERE SESSIONID = " + SessionText(lSessionID);
+}
+
+std::string LevelHeadSQL(QuerySql& sql, long lSessionID) {
+  const std::string S = SessionText(lSessionID);
+  const std::string HT = sql.BaseTableAndSchema(VLHIERARCHYTABLETEMP);
+  const std::string nl(CRLF);
+  // The columns; a requirement that stands in several joined rows is taken once.
+  std::string sSelect;
+  if (!IsAggregated(sql)) {
+    sSelect = " SELECT " + S + " AS SESSIONID, " + HT + ".REQUIREMENTKEY AS REQUIREMENTID, " + nl + HT +
+              ".LONGTAGNUMBER AS LONGTAGNUMBER " + nl;
+  } else {
+    sSelect = " SELECT " + S + " AS SESSIONID, MIN(" + HT + ".REQUIREMENTKEY) AS REQUIREMENTID, " + nl + "MIN(" + HT +
+              ".LONGTAGNUMBER) AS LONGTAGNUMBER " + nl;
+  }
+  const long db = sql.DatabaseType();
+  if (IsAccessLike(db) || db == eDBTSQLServer) {
+    return "INSERT INTO " + sql.BaseTableAndSchema(VLHIERARCHYORDEREDLEVELSTEMP) +
+           " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)" + nl + sSelect + sql.GenerateAccessFROMClauseForHierarchy_();
+  }
+  if (db == eDBTOracle) {
+    return "CREATE TABLE " + sql.BaseTableAndSchema("TmpLvl_" + S) + " AS " + nl + sSelect +
+           sql.GenerateOracleFROMClauseForHierarchy_();
+  }
+  if (db == eDBTDB2) return sSelect + sql.GenerateDB2FROMClauseForHierarchy_();
+  return {};
+}
+
+std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, long lLevel, std::string_view sOrderBy,
+                     std::string_view sGroupBy) {
+  const std::string S = SessionText(lSessionID);
+  const std::string L = std::to_string(lLevel);
+  const std::string HT = sql.BaseTableAndSchema(VLHIERARCHYTABLETEMP);
+  const std::string nl(CRLF);
+  std::string sSql(sHead);
+  const long db = sql.DatabaseType();
+  if (IsAccessLike(db) || db == eDBTSQLServer) {
+    sSql += nl + " WHERE LEN(" + HT + ".LONGTAGNUMBER) = (10 * (" + L + ")) " + nl + "AND " + HT + ".SESSIONID=" + S;
+  } else if (db == eDBTOracle) {
+    sSql += sql.GenerateOracleWHEREClauseForHierarchy_();
+    sSql += nl + " AND LENGTH(" + HT + ".LONGTAGNUMBER) = (10 * (" + L + ")) " + nl + "AND " + HT + ".SESSIONID=" + S;
+  } else if (db == eDBTDB2) {
+    sSql += nl + " WHERE " + HT + ".SESSIONID=" + S + nl + "AND  LENGTH(" + HT + ".LONGTAGNUMBER) = (10 * (" + L +
+            ")) ";
+  } else {
+    return {};
+  }
+  if (IsAggregated(sql) && !sGroupBy.empty()) sSql += std::string(nlGROUP_BY) + std::string(sGroupBy);
+  if (!sOrderBy.empty()) sSql += std::string(nlORDER_BY) + std::string(sOrderBy);
+  return sSql;
+}
+
+std::string OracleLevelCopySQL(QuerySql& sql, long lSessionID) {
+  return "INSERT INTO " + sql.BaseTableAndSchema(VLHIERARCHYORDEREDLEVELSTEMP) +
+         " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER) SELECT SESSIONID, REQUIREMENTID, LONGTAGNUMBER FROM " +
+         sql.BaseTableAndSchema("TmpLvl_" + SessionText(lSessionID));
+}
+
+std::string OracleLevelDropSQL(QuerySql& sql, long lSessionID) {
+  return "DROP TABLE " + sql.BaseTableAndSchema("TmpLvl_" + SessionText(lSessionID));
+}
+
+std::string DB2LevelRowSQL(QuerySql& sql, std::string_view sSessionID, std::string_view sRequirementID,
+                           std::string_view sLongTagNumber) {
+  return JoinLines({
+      "INSERT INTO " + sql.BaseTableAndSchema(VLHIERARCHYORDEREDLEVELSTEMP) + " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)",
+      " VALUES(" + std::string(sSessionID) + ", " + std::string(sRequirementID) + ", '" + std::string(sLongTagNumber) +
+          "')",
+  });
+}
+
+std::string FinalOrderSQL(QuerySql& sql, long lSessionID, long lLevel) {
+  // D: the row's DATAORDER padded to ten characters; op: the dialect's text
+  // concatenation; the length and leading-part functions; the alias form.
+  std::string D, op, len, as, prefix;
+  const std::string M = std::to_string(lLevel - 1);
+  switch (sql.DatabaseType()) {
+    case eDBTAccess:
+    case eDBTAccess2:
+      D = "String(10 - Len(One.DATAORDER), '0') & One.DATAORDER";
+      op = " & ";
+      len = "Len";
+      as = " AS ";
+      prefix = "Left(One.LONGTAGNUMBER, (" + M + " * 10))";
+      break;
+    case eDBTOracle:
+      D = "LPad(One.DATAORDER, 10, '0')";
+      op = " || ";
+      len = "Length";
+      as = " ";
+      prefix = "Substr(One.LONGTAGNUMBER, 1, (" + M + " * 10))";
+      break;
+    case eDBTSQLServer:
+      D = "Replicate('0', 10 - DataLength(One.DATAORDER)) + CAST(One.DATAORDER AS varchar(10))";
+      op = " + ";
+      len = "DataLength";
+      as = " AS ";
+      prefix = "Left(One.LONGTAGNUMBER, (" + M + " * 10))";
+      break;
+    case eDBTDB2:
+      D = "CHAR(DEC(One.DATAORDER, 10))";
+      op = " || ";
+      len = "Length";
+      as = " AS ";
+      prefix = "Left(One.LONGTAGNUMBER, (" + M + " * 10))";
+      break;
+    default:
+      return {};
+  }
+  const std::string S = SessionText(lSessionID);
+  const std::string OL = sql.BaseTableAndSchema(VLHIERARCHYORDEREDLEVELSTEMP);
+  const std::string FO = sql.BaseTableAndSchema(VLHIERARCHYFINALORDERTEMP);
+  const std::string sInsert = "INSERT INTO " + FO + " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER, ORDERTAG)";
+  if (lLevel <= 1) {
+    // The roots: their own DATAORDER is the whole tag.
+    return JoinLines({
+        sInsert,
+        " SELECT " + S + " AS SESSIONID, One.REQUIREMENTID, One.LONGTAGNUMBER, " + D + " AS ORDERTAG",
+        " FROM " + OL + as + "One",
+        " Where One.SESSIONID = " + S + " AND " + len + "(One.LONGTAGNUMBER) = (10)",
+    });
+  }
+  // Deeper rows: the parent's ORDERTAG from the level above, then their own.
+  return JoinLines({
+      sInsert,
+      "  SELECT " + S + " AS SESSIONID, One.REQUIREMENTID, One.LONGTAGNUMBER, Two.ORDERTAG" + op + D + " AS ORDERTAG",
+      " FROM " + OL + as + "One, " + FO + as + "Two",
+      " Where One.SESSIONID = " + S + " AND " + len + "(One.LONGTAGNUMBER) = (" + std::to_string(lLevel) +
+          " * 10) AND " + prefix + " = Two.LONGTAGNUMBER AND Two.SESSIONID = " + S,
+  });
+}
+
+}  // namespace hierarchy
+
+enumQueryEngineError QuerySql::OrderLevels_(long lSessionID) {
+  enumQueryEngineError result = eQEENone;
+  modMain::HandleAndLeave("QuerySql.OrderLevels_", [&] {
+    if (lDatabaseType_ == eDBTDB2) {
+      result = OrderLevelsForDB2_(lSessionID);
+      return;
+    }
+    if (!IsAccessLike(lDatabaseType_) && lDatabaseType_ != eDBTOracle && lDatabaseType_ != eDBTSQLServer) return;
+    const long lLevels = ReadLevelCount(*this, lSessionID);
+    const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID);
+    for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
+      std::string sOrderBy, sGroupBy, sErrInfo;
+      SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
+      ExecuteSQLStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
+      if (lDatabaseType_ == eDBTOracle) {
+        // The level table keeps the sort order; the copy numbers the rows.
+        ExecuteSQLStatement_(hierarchy::OracleLevelCopySQL(*this, lSessionID));
+        ExecuteSQLStatement_(hierarchy::OracleLevelDropSQL(*this, lSessionID));
+      }
+    }
+    result = FinalOrder_(lSessionID, lLevels);
+  });
+  return result;
+}
+
+enumQueryEngineError QuerySql::OrderLevelsForDB2_(long lSessionID) {
+  enumQueryEngineError result = eQEENone;
+  modMain::HandleAndLeave("QuerySql.OrderLevelsForDB2_", [&] {
+    const long lLevels = ReadLevelCount(*this, lSessionID);
+    const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID);
+    std::string sOrderBy, sGroupBy, sErrInfo;
+    SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
+    for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
+      // The rows go through the engine one by one, so that DATAORDER follows
+      // the order of the SELECT.
+      const std::shared_ptr<ResultSet> rs =
+          ExecuteSQLStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
+      if (!rs) continue;
+      while (!rs->AtEOF()) {
+        ExecuteSQLStatement_(hierarchy::DB2LevelRowSQL(*this, rs->Field(0).ToText(), rs->Field(1).ToText(),
+                                                       rs->Field(2).ToText()));
+        rs->MoveNext();
+      }
+    }
+    result = FinalOrder_(lSessionID, lLevels);
+  });
+  return result;
+}
+
+enumQueryEngineError QuerySql::FinalOrder_(long lSessionID, long lLevels) {
+  modMain::HandleAndLeave("QuerySql.FinalOrder_", [&] {
+    for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
+      const std::string sSql = hierarchy::FinalOrderSQL(*this, lSessionID, lLevel);
+      if (sSql.empty()) return;
+      ExecuteSQLStatement_(sSql);
+    }
+  });
+  return eQEENone;
+}
+
+std::string QuerySql::FinalHierarchySQL_(long lSessionID) {
+  std::string sSql;
+  modMain::HandleAndLeave("QuerySql.FinalHierarchySQL_", [&] {
+    const std::string FO = BaseTableAndSchema(VLHIERARCHYFINALORDERTEMP);
+    std::vector<std::string> lines;
+    lines.push_back(bCountOnly_ ? "SELECT  COUNT(" + FO + ".REQUIREMENTID) " : "SELECT " + FO + ".REQUIREMENTID ");
+    lines.push_back("FROM " + FO + " ");
+    lines.push_back("WHERE " + FO + ".SESSIONID=" + hierarchy::SessionText(lSessionID) + " ");
+    // The level criterion of the query applies here, to the finished tree,
+    // not to the search.
+    if (!HierLevelExpr.empty()) lines.push_back("AND " + HierLevelExpr + " " + HierLevelOp + " " + HierLevelValue);
+    if (!bCountOnly_) lines.push_back("ORDER BY " + FO + ".ORDERTAG");
+    sSql = hierarchy::JoinLines(lines);
+  });
+  return sSql;
+}
+
+}  // namespace vlq

@@ -1,0 +1,45 @@
+-- A project for results in tree order (project key 1).
+--
+-- Type PR (key 5), tags as dotted levels, with the whole-number attribute
+-- Rank (key 40) and the multi-select list Tags (key 50: Red rank 2, Blue rank 1):
+--
+--   1      ID 10   Rank 2   Tags Red
+--   1.1    ID 11   Rank 5
+--   1.1.1  ID 111  Rank 1
+--   1.1.2  ID 112  Rank 9
+--   1.2    ID 12   Rank 7
+--   1.3    ID 13   Rank 3
+--   2      ID 20   Rank 8   Tags Blue
+--   2.1    ID 21   Rank 4
+--   3      ID 30   Rank 6   Tags Red, Blue
+--   4.1    ID 41   Rank 10  (its parent 4 doesn't exist)
+--
+-- Type SR (key 7): 1  ID 70, the same tag as PR 10.
+INSERT INTO VLREQUIREMENTTYPES (ID, PREFIX, NAME, GUID) VALUES
+  (5, 'PR', 'Product requirements', '{A0000000-0000-0000-0000-000000000005}'),
+  (7, 'SR', 'Software requirements', '{A0000000-0000-0000-0000-000000000007}');
+INSERT INTO VLATTRIBUTES (ID, REQUIREMENTTYPEID, LABEL, GUID, DATATYPE) VALUES
+  (40, 5, 'Rank', '{B0000000-0000-0000-0000-000000000040}', 2),
+  (50, 5, 'Tags', '{B0000000-0000-0000-0000-000000000050}', 10);
+INSERT INTO VLUSERDEFINEDLISTITEMS (FIELDID, ITEMID, ITEMRANK, ITEMTEXT, GUID) VALUES
+  (50, 1, 2, 'Red', '{C0000000-0000-0000-0000-000000000001}'),
+  (50, 2, 1, 'Blue', '{C0000000-0000-0000-0000-000000000002}');
+INSERT INTO VLREQUIREMENTS (ID, REQUIREMENTTYPEID, REQUIREMENTPREFIX, LONGTAGNUMBER) VALUES
+  (10, 5, 'PR', '0000000001'),
+  (11, 5, 'PR', '00000000010000000001'),
+  (111, 5, 'PR', '000000000100000000010000000001'),
+  (112, 5, 'PR', '000000000100000000010000000002'),
+  (12, 5, 'PR', '00000000010000000002'),
+  (13, 5, 'PR', '00000000010000000003'),
+  (20, 5, 'PR', '0000000002'),
+  (21, 5, 'PR', '00000000020000000001'),
+  (30, 5, 'PR', '0000000003'),
+  (41, 5, 'PR', '00000000040000000001'),
+  (70, 7, 'SR', '0000000001');
+INSERT INTO VLPROJECTREQUIREMENTS (PROJECTID, REQUIREMENTID) VALUES
+  (1, 10), (1, 11), (1, 111), (1, 112), (1, 12), (1, 13), (1, 20), (1, 21), (1, 30), (1, 41), (1, 70);
+INSERT INTO VLUSERDEFINEDFIELDVALUES (REQUIREMENTID, FIELDID, FIELDVALUE) VALUES
+  (10, 40, 2), (11, 40, 5), (111, 40, 1), (112, 40, 9), (12, 40, 7), (13, 40, 3),
+  (20, 40, 8), (21, 40, 4), (30, 40, 6), (41, 40, 10);
+INSERT INTO VLUSERDEFINEDLISTVALUES (REQUIREMENTID, FIELDID, LISTITEMID) VALUES
+  (10, 50, 1), (20, 50, 2), (30, 50, 1), (30, 50, 2);

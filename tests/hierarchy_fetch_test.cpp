@@ -1,0 +1,164 @@
+// Fetch with bRetainHierarchy end to end on a project file of the store: the
+// Access statements of the pipeline run on the store's Jet dialect, the keys
+// come in tree order with the ancestors of the hits, and the work tables are
+// empty again after every Fetch. The tree is tests/data/hierarchy_tree.sql;
+// every expected order below is worked out from it by hand.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "closure_test_support.h"
+#include "engine/query_engine.h"
+#include "model/query_def.h"
+#include "sql_test_support.h"
+#include "store_fixture.h"
+
+namespace vlq {
+namespace {
+
+using Keys = std::vector<long>;
+
+class HierarchyFetch : public ::testing::Test {
+ protected:
+  void SetUp() override { store.Exec(test::ReadGolden("hierarchy_tree.sql")); }
+
+  long WorkTableRows() {
+    return test::ScalarOf(store,
+                          "SELECT (SELECT COUNT(*) FROM VLHIERARCHYTABLETEMP) + (SELECT COUNT(*) FROM "
+                          "VLHIERARCHYORDEREDLEVELSTEMP) + (SELECT COUNT(*) FROM VLHIERARCHYFINALORDERTEMP)");
+  }
+
+  // The first column of a successful Fetch of "ReqType.Prefix(PR) " and
+  // sQuery; the work tables must be empty afterwards.
+  Rows FetchRows(const std::shared_ptr<Project>& project, const std::string& sQuery, bool bRetainHierarchy = true) {
+    Rows rows;
+    std::string info;
+    std::shared_ptr<QueryDef> def;
+    const auto result = engine.Fetch(eBTRequirements, eQLTByPrefix, project, sQuery, info, rows, def, bRetainHierarchy);
+    EXPECT_EQ(result, eQEENone) << sQuery << ": " << info;
+    EXPECT_EQ(info, project->GUID()) << sQuery;
+    EXPECT_EQ(WorkTableRows(), 0) << sQuery;
+    return rows;
+  }
+  Keys Fetch(const std::string& sQuery, bool bRetainHierarchy = true) {
+    if (!project) project = store.Open();
+    return test::KeysOf(FetchRows(project, sQuery, bRetainHierarchy));
+  }
+
+  test::StoreFixture store;
+  std::shared_ptr<Project> project;
+  QueryEngine engine;
+};
+
+TEST_F(HierarchyFetch, ParentsComeBeforeChildrenAndSiblingsFollowTheSort) {
+  struct Row {
+    const char* query;
+    Keys keys;
+  };
+  const Row rows[] = {
+      // Without a sort siblings follow their tags. 41 has no parent in the
+      // tree and drops out with it.
+      {"ReqType.Prefix(PR)", {10, 11, 111, 112, 12, 13, 20, 21, 30}},
+      {"ReqType.Prefix(PR) PR.Sort(Rank Order Asc)", {10, 13, 11, 111, 112, 12, 30, 20, 21}},
+      {"ReqType.Prefix(PR) PR.Sort(Rank Order Desc)", {20, 21, 30, 10, 12, 11, 112, 111, 13}},
+      // The multi-select sort aggregates every statement of the run; the
+      // requirements without a value sort by tag.
+      {"ReqType.Prefix(PR) PR.Sort(Tags Order Asc)", {20, 21, 30, 10, 11, 111, 112, 12, 13}},
+      // 30 has two matching items and still comes once.
+      {"ReqType.Prefix(PR) PR.Criteria(Tags In Red, Blue)", {10, 20, 30}},
+      // Another type with the same tags is no ancestor.
+      {"ReqType.Prefix(SR)", {70}},
+  };
+  for (const Row& row : rows) EXPECT_EQ(Fetch(row.query), row.keys) << row.query;
+}
+
+TEST_F(HierarchyFetch, AncestorsOfTheHitsAreAddedOnce) {
+  struct Row {
+    const char* query;
+    Keys keys;
+  };
+  const Row rows[] = {
+      // A hit at level 3 whose parent and root are no hits: three rows, root first.
+      {"ReqType.Prefix(PR) PR.Criteria(Rank = 1)", {10, 11, 111}},
+      // 10 is a hit and the root of the other hit: it stands once.
+      {"ReqType.Prefix(PR) PR.Criteria(Rank <= 2)", {10, 11, 111}},
+      // Ancestors sort among themselves by the query's order too.
+      {"ReqType.Prefix(PR) PR.Criteria(Rank = 9 OR Rank = 4) PR.Sort(Rank Order Desc)", {20, 21, 10, 11, 112}},
+      // A hit whose ancestors are missing from the data drops out.
+      {"ReqType.Prefix(PR) PR.Criteria(Rank = 10)", {}},
+      {"ReqType.Prefix(PR) PR.Criteria(Rank = 100)", {}},
+  };
+  for (const Row& row : rows) EXPECT_EQ(Fetch(row.query), row.keys) << row.query;
+}
+
+TEST_F(HierarchyFetch, CountIncludesTheAncestors) {
+  project = store.Open();
+  const Rows tree = FetchRows(project, "count ReqType.Prefix(PR) PR.Criteria(Rank = 1)");
+  ASSERT_EQ(tree.size(), 1U);
+  ASSERT_EQ(tree[0].size(), 1U);
+  EXPECT_EQ(tree[0][0].Whole(), 3);
+  const Rows plain = FetchRows(project, "count ReqType.Prefix(PR) PR.Criteria(Rank = 1)", false);
+  EXPECT_EQ(plain[0][0].Whole(), 1);
+}
+
+TEST_F(HierarchyFetch, LevelCriterionCutsTheFinishedTree) {
+  // The roots only; the search itself isn't narrowed by the level.
+  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0)"), (Keys{10, 20, 30}));
+  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 1) PR.Sort(Rank Order Asc)"), (Keys{13, 11, 12, 21}));
+  // The hit is at level 2; its root, an ancestor, is what the level keeps.
+  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0 AND Rank = 1)"), (Keys{10}));
+  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0 AND Rank = 1)", false), (Keys{}));
+}
+
+TEST_F(HierarchyFetch, Access2ProjectsTakeTheAccessStatements) {
+  std::shared_ptr<platform::SqliteProjectManager> manager;
+  project = test::OpenAs(store, "4", "", manager);
+  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Rank = 9) PR.Sort(Rank Order Asc)"), (Keys{10, 11, 112}));
+}
+
+// The statements of one run, in order, as the store received them: none may
+// fail, since a failure inside the pipeline is handled and shows only as
+// missing rows.
+TEST_F(HierarchyFetch, StatementsOfARunOnTheStore) {
+  struct Expected {
+    const char* start;
+    long rows;  // rows changed; -1: not looked at
+  };
+  const auto check = [](const std::vector<test::RecordedStatement>& statements, const std::vector<Expected>& expected) {
+    ASSERT_EQ(statements.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      EXPECT_FALSE(statements[i].failed) << statements[i].sql;
+      EXPECT_EQ(statements[i].sql.rfind(expected[i].start, 0), 0U) << i << ": " << statements[i].sql;
+      if (expected[i].rows >= 0) {
+        EXPECT_EQ(statements[i].rows, expected[i].rows) << statements[i].sql;
+      }
+    }
+  };
+  const char* kHits = "INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) \r\nSELECT  ";
+  const char* kAncestors = "INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER)  \r\n";
+  const char* kLevels = "SELECT MAX(LEN(LONGTAGNUMBER)) / 10 AS Levels FROM VLHIERARCHYTABLETEMP WHERE SESSIONID = ";
+  const char* kLevel = "INSERT INTO VLHIERARCHYORDEREDLEVELSTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)\r\n";
+  const char* kOrderTag = "INSERT INTO VLHIERARCHYFINALORDERTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER, ORDERTAG)";
+  const char* kFinal = "SELECT VLHIERARCHYFINALORDERTEMP.REQUIREMENTID \r\n";
+  const std::vector<Expected> deletes = {{"DELETE \r\nFROM VLHIERARCHYTABLETEMP\r\nWHERE SESSIONID=", 3},
+                                         {"DELETE \r\nFROM VLHIERARCHYORDEREDLEVELSTEMP\r\nWHERE SESSIONID=", 3},
+                                         {"DELETE \r\nFROM VLHIERARCHYFINALORDERTEMP\r\nWHERE SESSIONID=", 3}};
+
+  auto recording = std::make_shared<test::RecordingProject>(store.Open());
+  EXPECT_EQ(test::KeysOf(FetchRows(recording, "ReqType.Prefix(PR) PR.Criteria(Rank = 1)")), (Keys{10, 11, 111}));
+  std::vector<Expected> expected = {{kHits, 1},  {kAncestors, 2}, {kLevels, -1}, {kLevel, 1}, {kLevel, 1},
+                                    {kLevel, 1}, {kOrderTag, 1},  {kOrderTag, 1}, {kOrderTag, 1}, {kFinal, -1}};
+  expected.insert(expected.end(), deletes.begin(), deletes.end());
+  check(recording->Statements(), expected);
+
+  // Nothing found: no level has rows, so no level or ORDERTAG statement runs.
+  recording = std::make_shared<test::RecordingProject>(store.Open());
+  EXPECT_EQ(test::KeysOf(FetchRows(recording, "ReqType.Prefix(PR) PR.Criteria(Rank = 100)")), Keys{});
+  expected = {{kHits, 0}, {kAncestors, 0}, {kLevels, -1}, {kFinal, -1}};
+  for (Expected d : deletes) expected.push_back({d.start, 0});
+  check(recording->Statements(), expected);
+}
+
+}  // namespace
+}  // namespace vlq
