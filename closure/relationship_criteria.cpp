@@ -142,7 +142,11 @@ enumQueryEngineError QuerySql::TCRelExprCritAccessSQL(const ProjStructSpecifier&
       shape.sExternal = " " + std::string(IN) + " '" +
                         text::Upper(modMain::PathWithoutExtension(oDest.ExtProjFilePath())) + ".mdb" + "' ";
     }
-    shape.sProjectValue = ValueToSQL(Variant(oBaseProject_ ? oBaseProject_->Key() : 0L));
+    // The project term names the project whose file the subquery reads: the
+    // base project for its own types, the destination's project for a type in
+    // another file (each project file keeps its own project key).
+    shape.sProjectValue = oDest.IsBaseProjStruSpec() ? ValueToSQL(Variant(oBaseProject_ ? oBaseProject_->Key() : 0L))
+                                                     : oDest.ProjKey();
     sSql = InSubquery(sKeyColumn, NestedJoinSubquery(*this, oDest, UserKeys(oCrit), sCrit, shape));
   });
   return eQEENone;

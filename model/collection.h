@@ -18,6 +18,9 @@ namespace vlq {
 
 template <class T>
 class Collection {
+  // Declared ahead of the iterator that names it (clang needs it there).
+  struct Entry;
+
  public:
   // Appends the item; false (and nothing added) when the key is in use.
   bool Add(T item, std::optional<std::string_view> key = std::nullopt) {

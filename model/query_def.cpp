@@ -50,7 +50,9 @@ std::string QueryDef::QueryString_(enumQueryLookupTypes eLookupType) const {
   std::string text;
   if (eScope_ == eVLSReqType) {
     const char* word = eLookupType == eQLTByPrefix ? "Prefix" : eLookupType == eQLTByKey ? "Key" : "GUID";
-    text += std::string("ReqType.") + word + "(";
+    text += "ReqType.";
+    text += word;
+    text += "(";
     if (oProjStructSpec_.IsProjKeyResolved()) text += T(oProjStructSpec_);
     text += ") ";
   }

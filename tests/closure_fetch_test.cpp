@@ -327,9 +327,9 @@ TEST(RelationshipAll, DestinationWithoutAllTermStaysOutOfTheSecondTest) {
 // file's tables through the external-database clause, and a chain through the
 // base project reaches it as well.
 TEST(RelationshipExternal, DestinationInAnotherProjectFile) {
-  // On Access the project term of the destination's subquery is the base
-  // project's key, so the other file's project has the same key here.
-  test::StoreFixture ext({1, "EXT", "External", "{E0000000-0000-0000-0000-0000000000EE}"}, "ext.vlp");
+  // The other file's project has a key of its own; the destination's
+  // subquery names it.
+  test::StoreFixture ext({4, "EXT", "External", "{E0000000-0000-0000-0000-0000000000EE}"}, "ext.vlp");
   ext.AddReqType(6, "XR");
   ext.AddReqType(7, "YR");
   ext.AddRequirement(901, 6, test::LongTag({1}));
