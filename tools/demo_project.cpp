@@ -208,7 +208,7 @@ const std::vector<UserDef> kUsers{
 const std::vector<std::pair<long, const char*>> kGroups{
     {1, "Engineering"}, {2, "Quality"}, {3, "Management"}, {4, "Customers"}};
 const std::vector<std::pair<long, const char*>> kMainDocuments{
-    {1, "Product Specification"}, {2, "Feature Catalogue"}, {3, "Software Design"},
+    {1, "Product Brief"}, {2, "Feature Catalogue"}, {3, "Software Design"},
     {4, "Test Plan"},             {5, "Release Notes"}};
 const std::vector<std::pair<long, const char*>> kPackages{{1, "Release 1.0"},   {2, "Release 2.0"},
                                                           {3, "Release 3.0"},   {4, "Safety case"},
