@@ -71,6 +71,20 @@ class KeywordFinder {
   bool fromStart_ = false;
 };
 
+// Reads the section whose keyword stands at p: blanks the keyword, cuts out the
+// parenthesised text behind it and tokenizes that. False, with the result and
+// message of the tokenizer, when the text isn't a valid list.
+bool CutSection(std::string& working, std::size_t p, std::size_t keywordLength, bool bIsSort,
+                std::shared_ptr<ComplexExpression>& parsed, enumQueryEngineError& result, std::string& sErrorInfo) {
+  BlankAt(working, p, keywordLength);
+  const std::string expression = modMain::DataBetweenParens(working, p + keywordLength + 1);
+  parsed = std::make_shared<ComplexExpression>();
+  if (parsed->Tokenize(expression, bIsSort)) return true;
+  result = parsed->LastTokenizeErr();
+  sErrorInfo = parsed->LastTokenizeErrInfo();
+  return false;
+}
+
 }  // namespace
 
 enumQueryEngineError QueryEngine::ExtractKeywordCount_(std::string& /*sErrorInfo*/) {
@@ -138,14 +152,8 @@ enumQueryEngineError QueryEngine::ExtractQueryCriteria(const ProjStructSpecifier
       // belong to the destinations of that relationship.
       const std::size_t r = relationship.Find(sWorkingText_);
       if (r != std::string::npos && !(p < r)) return;
-      BlankAt(sWorkingText_, p, criteria.Length());
-      const std::string expression = modMain::DataBetweenParens(sWorkingText_, p + criteria.Length() + 1);
-      auto parsed = std::make_shared<ComplexExpression>();
-      if (!parsed->Tokenize(expression, false)) {
-        result = parsed->LastTokenizeErr();
-        sErrorInfo = parsed->LastTokenizeErrInfo();
-        return;
-      }
+      std::shared_ptr<ComplexExpression> parsed;
+      if (!CutSection(sWorkingText_, p, criteria.Length(), false, parsed, result, sErrorInfo)) return;
       result = sql.AddTypedComplexExpression(bStopOnErr_, parsed, spec, sErrorInfo);
       if (result != eQEENone) return;
     }
@@ -169,14 +177,8 @@ enumQueryEngineError QueryEngine::ExtractQueryRelationships(const ProjStructSpec
     while (true) {
       const std::size_t p = relationship.Find(sWorkingText_);
       if (p == std::string::npos || !IsSectionPosition(sWorkingText_, p)) return;
-      BlankAt(sWorkingText_, p, relationship.Length());
-      const std::string expression = modMain::DataBetweenParens(sWorkingText_, p + relationship.Length() + 1);
-      auto parsed = std::make_shared<ComplexExpression>();
-      if (!parsed->Tokenize(expression, false)) {
-        result = parsed->LastTokenizeErr();
-        sErrorInfo = parsed->LastTokenizeErrInfo();
-        return;
-      }
+      std::shared_ptr<ComplexExpression> parsed;
+      if (!CutSection(sWorkingText_, p, relationship.Length(), false, parsed, result, sErrorInfo)) return;
       // The destinations are read again from the typed relationship.
       Collection<ProjStructSpecifier> destinations;
       result = sql.AddTypedCompRelExpression(bStopOnErr_, parsed, spec, destinations, sErrorInfo);
@@ -221,14 +223,8 @@ enumQueryEngineError QueryEngine::ExtractQueryRelCritCriteria(const std::shared_
     while (true) {
       const std::size_t p = criteria.Find(sWorkingText_);
       if (p == std::string::npos || !IsSectionPosition(sWorkingText_, p)) return;
-      BlankAt(sWorkingText_, p, criteria.Length());
-      const std::string expression = modMain::DataBetweenParens(sWorkingText_, p + criteria.Length() + 1);
-      auto parsed = std::make_shared<ComplexExpression>();
-      if (!parsed->Tokenize(expression, false)) {
-        result = parsed->LastTokenizeErr();
-        sErrorInfo = parsed->LastTokenizeErrInfo();
-        return;
-      }
+      std::shared_ptr<ComplexExpression> parsed;
+      if (!CutSection(sWorkingText_, p, criteria.Length(), false, parsed, result, sErrorInfo)) return;
       auto typed = std::make_shared<TypedComplexExpression>();
       typed->SetComplexExpression(parsed);
       typed->SetBaseType(sql.QueryReturnType());
@@ -274,14 +270,8 @@ enumQueryEngineError QueryEngine::ExtractQuerySorts(const ProjStructSpecifier& s
     while (true) {
       const std::size_t p = sort.Find(sWorkingText_);
       if (p == std::string::npos || !IsSectionPosition(sWorkingText_, p)) return;
-      BlankAt(sWorkingText_, p, sort.Length());
-      const std::string expression = modMain::DataBetweenParens(sWorkingText_, p + sort.Length() + 1);
-      auto parsed = std::make_shared<ComplexExpression>();
-      if (!parsed->Tokenize(expression, true)) {
-        result = parsed->LastTokenizeErr();
-        sErrorInfo = parsed->LastTokenizeErrInfo();
-        return;
-      }
+      std::shared_ptr<ComplexExpression> parsed;
+      if (!CutSection(sWorkingText_, p, sort.Length(), true, parsed, result, sErrorInfo)) return;
       result = sql.AddTypedSortExpression(bStopOnErr_, parsed, spec, sErrorInfo);
       if (result != eQEENone) return;
     }

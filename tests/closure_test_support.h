@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "forwarding_project.h"
 #include "model/typed_comp_rel_expression.h"
 #include "model/typed_complex_expression.h"
 #include "parser/complex_expression.h"
@@ -59,26 +60,13 @@ class RecordingDataServices : public DataServices {
   std::shared_ptr<DataServices> inner_;
 };
 
-class RecordingProject : public Project {
+class RecordingProject : public ForwardingProject {
  public:
-  explicit RecordingProject(std::shared_ptr<Project> inner) : inner_(std::move(inner)) {}
+  using ForwardingProject::ForwardingProject;
 
-  long Key() const override { return inner_->Key(); }
-  std::string GUID() const override { return inner_->GUID(); }
-  std::string Prefix() const override { return inner_->Prefix(); }
-  bool IsConnected() const override { return inner_->IsConnected(); }
-  long CurrentUserKey() const override { return inner_->CurrentUserKey(); }
-  bool CurrentUserIsPrivileged() const override { return inner_->CurrentUserIsPrivileged(); }
-  std::shared_ptr<ProjectManager> Manager() const override { return inner_->Manager(); }
-  const std::vector<User>& Users() const override { return inner_->Users(); }
-  const std::vector<Group>& Groups() const override { return inner_->Groups(); }
-  const std::vector<Document>& Documents() const override { return inner_->Documents(); }
-  const std::vector<ReqType>& ReqTypes() const override { return inner_->ReqTypes(); }
-  const ReqType* GetReqType(long key) const override { return inner_->GetReqType(key); }
-  std::shared_ptr<ExtProjects> GetExtProjects() const override { return inner_->GetExtProjects(); }
   std::shared_ptr<DataServices> GetDataServices(std::string_view connectionKey) override {
     if (!recorder_) {
-      auto inner = inner_->GetDataServices(connectionKey);
+      auto inner = Inner()->GetDataServices(connectionKey);
       if (!inner) return nullptr;
       recorder_ = std::make_shared<RecordingDataServices>(std::move(inner));
     }
@@ -92,7 +80,6 @@ class RecordingProject : public Project {
   }
 
  private:
-  std::shared_ptr<Project> inner_;
   std::shared_ptr<RecordingDataServices> recorder_;
 };
 

@@ -7,6 +7,7 @@
 #include "engine/mod_main.h"
 #include "engine/query_engine.h"
 #include "engine_fixture.h"
+#include "forwarding_project.h"
 #include "model/query_def.h"
 #include "platform/event_logs.h"
 
@@ -28,28 +29,12 @@ class FailingDataServices : public DataServices {
   std::shared_ptr<DataServices> inner_;
 };
 
-class FailingDatabaseProject : public Project {
+class FailingDatabaseProject : public test::ForwardingProject {
  public:
-  explicit FailingDatabaseProject(std::shared_ptr<Project> inner) : inner_(std::move(inner)) {}
-  long Key() const override { return inner_->Key(); }
-  std::string GUID() const override { return inner_->GUID(); }
-  std::string Prefix() const override { return inner_->Prefix(); }
-  bool IsConnected() const override { return inner_->IsConnected(); }
-  long CurrentUserKey() const override { return inner_->CurrentUserKey(); }
-  bool CurrentUserIsPrivileged() const override { return inner_->CurrentUserIsPrivileged(); }
-  std::shared_ptr<ProjectManager> Manager() const override { return inner_->Manager(); }
-  const std::vector<User>& Users() const override { return inner_->Users(); }
-  const std::vector<Group>& Groups() const override { return inner_->Groups(); }
-  const std::vector<Document>& Documents() const override { return inner_->Documents(); }
-  const std::vector<ReqType>& ReqTypes() const override { return inner_->ReqTypes(); }
-  const ReqType* GetReqType(long key) const override { return inner_->GetReqType(key); }
-  std::shared_ptr<ExtProjects> GetExtProjects() const override { return inner_->GetExtProjects(); }
+  using ForwardingProject::ForwardingProject;
   std::shared_ptr<DataServices> GetDataServices(std::string_view key) override {
-    return std::make_shared<FailingDataServices>(inner_->GetDataServices(key));
+    return std::make_shared<FailingDataServices>(Inner()->GetDataServices(key));
   }
-
- private:
-  std::shared_ptr<Project> inner_;
 };
 
 class EngineLogging : public ::testing::Test {
