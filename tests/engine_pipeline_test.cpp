@@ -230,3 +230,48 @@ TEST_F(EnginePipeline, MakingTheStatementLeavesTheCallersDefinitionAsItWasRead) 
 
 }  // namespace
 }  // namespace vlq
+
+namespace vlq {
+namespace {
+
+// How a bad query shows, section by section: the code, and the message.
+TEST_F(EnginePipeline, EveryReadingFailureGivesItsCodeAndMessage) {
+  auto project = world.Open();
+  struct Row {
+    const char* query;
+    enumQueryEngineError code;
+    std::string message;
+  };
+  const Row rows[] = {
+      {"ReqType.Prefix(PR) PR.Criteria()", eQEEMissingExprPrefix, modMain::Message(14122)},
+      {"ReqType.Prefix(PR) PR.Criteria (a = 1)", eQEEMissingExprPrefix, modMain::Message(14122)},
+      {"ReqType.Prefix(PR) PR.Criteria(AND a = 1)", eQEEExprStartErr, modMain::Message(14127)},
+      {"ReqType.Prefix(PR) PR.Criteria(a = 1 b = 2)", eQEEExprConnErr, modMain::Message(14124)},
+      {"ReqType.Prefix(PR) PR.Criteria(Priority)", eQEEMissingExprOperator,
+       modMain::MessageWithArg(14019, "Priority")},
+      {"ReqType.Prefix(PR) PR.Criteria(a =)", eQEEMissingExprValue, modMain::MessageWithArg(14022, "a =")},
+      {"ReqType.Prefix(PR) PR.Criteria(a Between 1)", eQEEBetweenMissingAnd, modMain::MessageWithArg(14020, "")},
+      {"ReqType.Prefix(PR) PR.RelCriteria(STATUS = \"SUSPECT\")", eQEESystemAttrOp, modMain::Message(14012)},
+      {"ReqType.Prefix(PR) PR.RelCriteria(TRACED-TO = SR)", eQEEExpressionNothing,
+       modMain::MessageWithArg(14056, "TRACED-TO = SR")},
+      {"ReqType.Prefix(PR) PR.Sort(Platforms Order Sideways)", eQEEUnknownSortConstant, modMain::Message(14068)},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, row.query, info, def), row.code) << row.query;
+    EXPECT_EQ(info, row.message) << row.query;
+  }
+  // Text that no section claims: kept behind the statement, or refused project-wide.
+  EXPECT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, "XPR.Criteria(a = 1)", info, def),
+            eQEEProjWideQueryExtraString);
+  EXPECT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, "ReqType.Prefix(PR) XPR.Criteria(a = 1)", info,
+                            def),
+            eQEENone);
+  EXPECT_NE(info.find(modMain::MessageWithArg(14004, "XPR.Criteria(a = 1)")), std::string::npos);
+  // A relationship section in a project-wide query is never read.
+  EXPECT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, "REQUIREMENT.RelCriteria(TRACED-TO In SR)", info,
+                            def),
+            eQEEProjWideQueryExtraString);
+}
+
+}  // namespace
+}  // namespace vlq
