@@ -150,14 +150,12 @@ TEST_F(SqlFetch, ListAttribute) {
       {"Priority = High", {1, 5}},
       {"Priority <> High", {2, 3}},
       {"Not Priority = High", {2, 3}},
-      {"Not Priority <> High", {1, 5}},
       {"Priority = \"<NO ENTRY>\"", {4}},
       {"Not Priority = \"<no entry>\"", {1, 2, 3, 5}},
       // A list writes no entry as an IS NULL test whatever the operator.
       {"Priority <> \"<NO ENTRY>\"", {4}},
       {"Priority In High, Medium", {1, 2, 5}},
       {"Priority In High, \"<NO ENTRY>\"", {1, 4, 5}},
-      {"Priority In \"<NO ENTRY>\"", {4}},
       {"Not Priority In High, Medium", {3, 4}},
       {"Not Priority In High, \"<NO ENTRY>\"", {2, 3}},
   });
@@ -168,13 +166,11 @@ TEST_F(SqlFetch, MultiSelectListAttribute) {
   CheckCriteria({
       {"Tags = Red", {1, 3}},
       {"Tags <> Red", {1, 2, 5}},
-      {"Not Tags = Red", {1, 2, 5}},
       {"Tags = \"<NO ENTRY>\"", {4}},
       {"Tags In Red, Green", {1, 2, 3, 5}},
       {"Tags In Blue, \"<NO ENTRY>\"", {1, 4, 5}},
       // NOT IN: none of the items at all.
       {"Not Tags In Red, Green", {4}},
-      {"Not Tags In Blue", {2, 3, 4}},
       {"Not Tags In Blue, \"<NO ENTRY>\"", {2, 3}},
       {"Tags = Blue And Tags = Green", {}},  // one row holds one item
       {"Tags = Blue And Priority = High", {1, 5}},
@@ -185,15 +181,11 @@ TEST_F(SqlFetch, TextAttribute) {
   CheckCriteria({
       {"Desc = alpha", {1}},
       {"Desc = ALPHA", {1}},  // text compares without regard to case
-      {"Desc = \"gamma's\"", {5}},
       {"Desc <> alpha", {2, 3, 4, 5}},
       {"Not Desc = alpha", {2, 3, 4, 5}},
-      {"Not Desc <> alpha", {1}},
       {"Desc < beta", {1, 3, 4}},
       {"Desc > beta", {5}},
-      {"Desc >= beta", {2, 5}},
       {"Not Desc > beta", {1, 2, 3, 4}},
-      {"Not Desc < beta", {2, 5}},
       {"Desc Like \"alpha%\"", {1, 3}},
       {"Desc ULike \"ALPHA%\"", {1, 3}},
       {"Not Desc Like \"alpha%\"", {2, 5}},
@@ -201,7 +193,6 @@ TEST_F(SqlFetch, TextAttribute) {
       {"Desc Between a And c", {1, 2, 3}},
       {"Not Desc Between a And c", {5}},
       {"Desc = \"<NO ENTRY>\"", {4}},
-      {"Not Desc = \"<NO ENTRY>\"", {1, 2, 3, 5}},
   });
 }
 
@@ -210,20 +201,15 @@ TEST_F(SqlFetch, WholeNumberAttribute) {
       {"Num = 5", {1, 5}},
       {"Num <> 5", {2, 3, 4}},
       {"Not Num = 5", {2, 3, 4}},
-      {"Not Num <> 5", {1, 5}},
       {"Num < 5", {3, 4}},
       {"Num <= 5", {1, 3, 4, 5}},
       {"Num > 5", {2}},
       {"Num >= 5", {1, 2, 5}},
       {"Not Num > 5", {1, 3, 4, 5}},
-      {"Not Num >= 5", {3, 4}},
       {"Not Num < 5", {1, 2, 5}},
-      {"Not Num <= 5", {2}},
       {"Num Between 0 And 7", {1, 5}},
-      {"Num Between -3 And 5", {1, 3, 5}},
       {"Not Num Between 0 And 7", {2, 3}},
       {"Num = \"<NO ENTRY>\"", {4}},
-      {"Not Num = \"<NO ENTRY>\"", {1, 2, 3, 5}},
   });
 }
 
@@ -232,7 +218,6 @@ TEST_F(SqlFetch, RealNumberAttribute) {
       {"Weight = 2.25", {2}},
       {"Weight > 1.5", {2, 3}},
       {"Weight < 1", {4, 5}},
-      {"Weight >= 10", {3}},
       {"Weight <> 0.5", {1, 2, 3, 4}},
       {"Weight Between 0.5 And 1.5", {1, 5}},
       {"Not Weight > 1.5", {1, 4, 5}},
@@ -244,11 +229,8 @@ TEST_F(SqlFetch, DateAttribute) {
       {"Due = 1/1/2003", {1, 5}},
       {"Due <> 1/1/2003", {2, 3, 4}},
       {"Due < 1/1/2003", {3, 4}},
-      {"Due <= 1/1/2003", {1, 3, 4, 5}},
       {"Due > 1/1/2003", {2}},
-      {"Due >= 12/31/2002", {1, 2, 3, 5}},
       {"Due Between 12/1/2002 And 1/31/2003", {1, 3, 5}},
-      {"Not Due = 1/1/2003", {2, 3, 4}},
       {"Not Due < 1/1/2003", {1, 2, 5}},
       {"Due = \"<NO ENTRY>\"", {4}},
   });
@@ -259,7 +241,6 @@ TEST_F(SqlFetch, TimeAttribute) {
       {"At = 12:30", {2}},
       {"At < 12:00", {1, 4, 5}},
       {"At >= 12:30", {2, 3}},
-      {"At > 23:59", {3}},
       {"At Between 00:00 And 08:00", {1, 5}},
       {"At = \"12:30 PM\"", {2}},
       {"Not At < 8:00", {1, 2, 3}},
@@ -268,13 +249,11 @@ TEST_F(SqlFetch, TimeAttribute) {
 
 TEST_F(SqlFetch, NotBeforeASubListAndConnectors) {
   CheckCriteria({
-      {"Num = 5 And Priority = High", {1, 5}},
       {"Num = 10 Or Priority = Low", {2, 3}},
       // The list is written as it stands: the database binds AND before OR.
       {"Desc = alpha Or Desc = beta And Num = 10", {1, 2}},
       {"Num = 5 And (Desc = alpha Or Desc = \"gamma's\")", {1, 5}},
       {"Not (\"Num\" = 5 And Priority = High)", {2, 3, 4}},
-      {"Not (\"Num\" = 5 Or Num = 10)", {3, 4}},
       // NOT LIKE takes no requirement without a value, so 4 stays out.
       {"Not (\"Desc\" Like \"alpha%\" Or (Num > 5 And Priority = Medium))", {5}},
       // The NOT reaches its sub-list only.
@@ -289,7 +268,6 @@ TEST_F(SqlFetch, SystemAttributes) {
   CheckCriteria({
       {"Key = 3", {3}},
       {"Key In 1, 4", {1, 4}},
-      {"Key <> 3", {1, 2, 4, 5}},
       {"Name = ALPHA", {2}},
       {"Name Like \"%a%\"", {1, 2, 3, 4}},
       {"Name <> \"<NO ENTRY>\"", {1, 2, 3, 4, 5}},
@@ -302,7 +280,6 @@ TEST_F(SqlFetch, SystemAttributes) {
       {"Not Author In Ann", {2, 4, 5}},
       {"Location = Manual", {1}},
       {"Location = DATABASE", {4}},
-      {"Location In DATABASE", {2, 4, 5}},
       {"Location In DATABASE, Plan", {2, 3, 4, 5}},
       {"Not Location In Manual, Plan", {2, 5}},
       {"DateTime = 4/5/2003", {1, 2, 5}},
@@ -311,14 +288,10 @@ TEST_F(SqlFetch, SystemAttributes) {
       {"DateTime <= 4/5/2003", {1, 2, 4, 5}},
       {"DateTime > 4/5/2003", {3}},
       {"DateTime < 4/5/2003", {4}},
-      {"DateTime >= 4/5/2003", {1, 2, 3, 5}},
-      {"DateTime > \"4/5/2003 13:07\"", {3}},
       {"Not DateTime = 4/5/2003", {3, 4}},
       {"IsDocTextCurrent = True", {1, 4}},
       {"IsDocTextCurrent = False", {2, 3, 5}},
-      {"Not IsDocTextCurrent = True", {2, 3, 5}},
       {"RootTag# = 3", {3}},
-      {"RootTag# > 3", {4, 5}},
       {"HierLevel = 0", {1, 2, 3, 4, 5}},
   });
 }
@@ -333,20 +306,17 @@ TEST_F(SqlFetch, SortsOnEachDataType) {
       {"Tags Order Desc", {2, 3, 1, 5, 4}},
       {"Desc Order Asc", {4, 1, 3, 2, 5}},
       {"Num Order Asc", {4, 3, 1, 5, 2}},
-      {"Num Order Desc", {2, 1, 5, 3, 4}},
       {"Weight Order Asc", {4, 5, 1, 2, 3}},
       {"Due Order Asc", {4, 3, 1, 5, 2}},
       {"At Order Asc", {4, 5, 1, 2, 3}},
       {"At O Desc", {3, 2, 1, 5, 4}},
       {"Num Order Asc AND Weight Order Asc", {4, 3, 5, 1, 2}},
       {"Tag Order Desc", {5, 4, 3, 2, 1}},
-      {"Tag Order Asc", {1, 2, 3, 4, 5}},
       {"Name Order Asc", {2, 4, 3, 1, 5}},
       {"Author Order Desc", {2, 5, 1, 3, 4}},
       {"AuthorKey Order Asc", {4, 1, 3, 2, 5}},
       {"Location Order Asc", {2, 4, 5, 1, 3}},
       {"DateTime Order Desc", {3, 5, 1, 2, 4}},
-      {"Key Order Desc", {5, 4, 3, 2, 1}},
   });
   // Two sort sections keep their order.
   EXPECT_EQ(Fetch("PR.Sort(Priority Order Asc) PR.Sort(Num Order Desc)"), (Keys{4, 1, 5, 2, 3}));
@@ -355,7 +325,6 @@ TEST_F(SqlFetch, SortsOnEachDataType) {
 
 TEST_F(SqlFetch, FiltersAndSortsTogether) {
   EXPECT_EQ(Fetch("PR.Criteria(Tags In Red, Blue) PR.Sort(Num Order Desc)"), (Keys{1, 5, 3}));
-  EXPECT_EQ(Fetch("PR.Criteria(Priority = High) PR.Sort(Weight Order Asc)"), (Keys{5, 1}));
   EXPECT_EQ(Fetch("PR.Criteria(Num >= 5) PR.Sort(Tags Order Desc)"), (Keys{2, 1, 5}));
   // The same by key.
   EXPECT_EQ(Fetch("5.Criteria(14 >= 5) 5.Sort(15 Order 2)", eQLTByKey), (Keys{2, 1, 5}));
@@ -397,7 +366,6 @@ TEST(SqlFetchLevels, RootTagNumberAndHierarchyLevel) {
   };
   EXPECT_EQ(fetch("HierLevel = 0"), (Keys{21, 24}));
   EXPECT_EQ(fetch("HierLevel = 1"), (Keys{22, 23, 25}));
-  EXPECT_EQ(fetch("HierLevel > 0"), (Keys{22, 23, 25}));
   EXPECT_EQ(fetch("RootTag# = 2"), (Keys{24, 25}));
   EXPECT_EQ(fetch("RootTag# = 1.2"), (Keys{23}));
   EXPECT_EQ(fetch("RootTag# > 1.1"), (Keys{23}));  // a tag too short for the group has -1
@@ -411,9 +379,7 @@ TEST_F(SqlFetch, TheKeyedFormOfAQueryMakesTheSameStatement) {
   const char* queries[] = {
       "PR.Criteria(Priority = High AND Desc Like \"abc%\") PR.Sort(Num Order Desc)",
       "PR.Criteria(Not Priority In High, \"<NO ENTRY>\") PR.Sort(Tags Order Asc)",
-      "PR.Criteria(Not Tags In Red, Green Or Desc = \"<NO ENTRY>\")",
       "PR.Criteria(Not (\"Num\" = 5 And Desc = \"it's\")) PR.Criteria(Weight Between 0.5 And 1.5)",
-      "PR.Criteria(Due = 1/1/2003 Or At >= 12:30) PR.Sort(Due Order Desc) PR.Sort(At Order Asc)",
       "PR.Criteria(Author In Ann, Bob And Location = Manual) PR.Sort(Name Order Asc)",
       "PR.Criteria(DateTime = 4/5/2003 And Not IsDocTextCurrent = True And RootTag# = 1)",
       "PR.Criteria(Key In 1, 4 Or Name = \"<NO ENTRY>\") PR.Sort(Tag Order Desc)",

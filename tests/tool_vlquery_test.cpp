@@ -132,12 +132,9 @@ TEST(ToolUsage, WrongUsageGivesStatus2AndAMessage) {
       {"frobnicate"},
       {"fetch"},
       {"fetch", "p.vlp"},
-      {"fetch", "p.vlp", "", "--by", "name"},
       {"sql", "p.vlp", "", "--dialect", "mysql"},
       {"fetch", "p.vlp", "", "--discussions", "--documents"},
-      {"validate", "p.vlp", "", "--hierarchy"},
       {"demo", "d.vlp", "--requirements", "0"},
-      {"create", "p.vlp", "--key", "many"},
       {"fetch", "p.vlp", "", "--locale", "no-such-locale"},
   };
   for (const auto& args : cases) {

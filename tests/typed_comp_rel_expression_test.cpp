@@ -156,7 +156,6 @@ TEST(TypedCompRelExpression, FailuresGiveTheirCodesAndMessages) {
   const std::vector<RelFailureRow> rows = {
       {"TRACED-TO = SR", eQLTByPrefix, eQEEExpressionNothing, MessageWithArg(14056, "TRACED-TO = SR")},
       {"TRACED-TO In SR AND STATUS = maybe", eQLTByPrefix, eQEEInvalidAttrData, MessageWithArg(14057, "maybe")},
-      {"TRACED-TO In 7 AND STATUS = SUSPECT", eQLTByKey, eQEEInvalidAttrData, MessageWithArg(14057, "SUSPECT")},
       {"TRACED-TO In 7 AND -102 = 3", eQLTByKey, eQEEInvalidAttrData, MessageWithArg(14057, "3")},
       {"TRACED-TO In SR AND DIRECT-ONLY = maybe", eQLTByPrefix, eQEEInvalidAttrData, MessageWithArg(14058, "maybe")},
       {"TRACED-TO In SR AND Priority = High", eQLTByPrefix, eQEEUnknownExprPrefix, MessageWithArg(14059, "Priority")},

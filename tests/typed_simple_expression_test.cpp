@@ -38,33 +38,22 @@ TEST(TypedSimpleExpressionData, ValidityAndConversionByDataType) {
   const Variant kSame;  // marks "unchanged"
   const std::vector<DataRow> rows = {
       {"<no entry>", eADTWholeNumber, true, kSame},
-      {"<NO ENTRY>", eADTDate, true, kSame},
-      {"<No Entry>", 99, true, kSame},
       {"anything", eADTList, true, kSame},
-      {"anything", eADTText, true, kSame},
       {"1", eADTWholeNumber, true, Variant(1L)},
       {"1.0", eADTWholeNumber, true, Variant(1L)},
       {"1.5", eADTWholeNumber, false, kSame},
       {"2147483647", eADTWholeNumber, true, Variant(2147483647L)},
       {"2147483648", eADTWholeNumber, false, kSame},
-      {"-2147483648", eADTWholeNumber, true, Variant(-2147483648L)},
-      {"-2147483649", eADTWholeNumber, false, kSame},
-      {"abc", eADTWholeNumber, false, kSame},
       {"2.5", eADTRealNumber, true, Variant(2.5)},
-      {"1e3", eADTRealNumber, true, Variant(1000.0)},
       {"x", eADTRealNumber, false, kSame},
       {"1/2/2000", eADTDate, true, kSame},
-      {"2000-01-02", eADTDate, true, kSame},
       {"12:30", eADTDate, false, kSame},
       {"1/2/2000 12:30", eADTDate, false, kSame},
       {"12:30", eADTTime, true, kSame},
-      {"12:30:15", eADTTime, true, kSame},
       {"1/2/2000", eADTTime, false, kSame},
       {"True", eADTBoolean, true, Variant(true)},
-      {"false", eADTBoolean, true, Variant(false)},
       {"maybe", eADTBoolean, false, kSame},
       {"1/2/2000 12:30", eADTDateTime, true, Variant(*date_serial::FromCivil(CivilDateTime{2000, 1, 2, 12, 30, 0}))},
-      {"x", eADTDateTime, false, kSame},
       {"1", eADTMultiSelectList, false, kSame},
       {"1", 7, false, kSame},
   };
@@ -116,32 +105,26 @@ TEST(TypedSimpleExpressionResolve, FailuresGiveTheirCodesAndMessages) {
   const std::vector<FailureRow> rows = {
       {"Priority = 34", ByKey(), eQEEReqTypeAttrKeyNotNumeric, MessageWithArg(14064, "PRIORITY")},
       {"Priority = High", test::ProjectWide(), eQEEProjReqQueryUnknownAttr, MessageWithArg(14065, "PRIORITY")},
-      {"Tag = x", test::Discussions(), eQEEProjReqQueryUnknownAttr, MessageWithArg(14065, "TAG")},
       {"Unknown = 1", {}, eQEEUnknownExprPrefix, MessageWithArg(14066, "Unknown")},
-      {"\"Prio rity\" = 1", {}, eQEEUnknownExprPrefix, MessageWithArg(14066, "Prio rity")},
       {"-10 = 1", ByKey(), eQEEUnknownExprPrefix, MessageWithArg(14066, "-10")},
       {"Priority = High", WithBase(eBTDocuments, eVLSReqType), eQEEDocsUnsupported, Message(14078)},
       {"Priority = High", WithBase(eBTDocuments, eVLSProject), eQEEProjReqQueryUnknownAttr,
        MessageWithArg(14065, "PRIORITY")},
       {"Priority = High", WithBase(eBTNone, eVLSReqType), eQEEInvalidBaseQueryType, Message(14027)},
       {"Priority Like High", {}, eQEEInvalidListOperator, MessageWithArg(14069, "Like")},
-      {"Tags > Red", {}, eQEEInvalidListOperator, MessageWithArg(14069, ">")},
       {"Priority = High", Sort(), eQEEInvalidListOperator, Message(14067)},
       {"Priority Order Up", Sort(), eQEEUnknownSortConstant, Message(14068)},
       {"12 = abc", ByKey(), eQEEListItemKeyNotNumeric, MessageWithArg(14070, "abc")},
-      {"12 In 34, x", ByKey(), eQEEListItemKeyNotNumeric, MessageWithArg(14070, "X")},
       {"Priority In High, Huge",
        {},
        eQEEUnknownOperandListItemPrefix,
        MessageWithArg(14072, "HUGE Priority In High, Huge")},
       {"Priority = Huge", {}, eQEEUnknownOperandListItemPrefix, MessageWithArg(14073, "Huge")},
-      {"Priority = 0", {}, eQEEUnknownOperandListItemPrefix, MessageWithArg(14073, "0")},
       {"Difficulty Between x And 5", {}, eQEEInvalidAttrData, MessageWithArg(14074, "x")},
       {"Difficulty Between 1 And y", {}, eQEEInvalidAttrData, MessageWithArg(14075, "y")},
       {"Difficulty In 1, 2.5", {}, eQEEInvalidAttrData, MessageWithArg(14076, "2.5")},
       {"Difficulty = 1.5", {}, eQEEInvalidAttrData, MessageWithArg(14077, "1.5")},
       {"Due = 12:30", {}, eQEEInvalidAttrData, MessageWithArg(14077, "12:30")},
-      {"Start = 1/2/2000", {}, eQEEInvalidAttrData, MessageWithArg(14077, "1/2/2000")},
       // A discussion expression of no known attribute in a requirement type's
       // scope runs to the end without finding its attribute.
       {"Foo = 1", discussionsOnType, eQEEUnknownExprPrefix, Message(14083)},
@@ -151,8 +134,6 @@ TEST(TypedSimpleExpressionResolve, FailuresGiveTheirCodesAndMessages) {
       {"Author = Zed", {}, eQEEUnknownUserKey, MessageWithArg(14096, "Zed")},
       {"AuthorName = Zed", {}, eQEEUnknownUserName, MessageWithArg(14095, "Zed")},
       {"Location = \"<NO ENTRY>\"", {}, eQEEUnknownLocationKey, MessageWithArg(14098, "<NO ENTRY>")},
-      {"DateTime = yesterday", {}, eQEEInvalidAttrData, MessageWithArg(14077, "yesterday")},
-      {"Priority = 5", test::Discussions(), eQEEInvalidDiscPriority, MessageWithArg(14107, "5")},
   };
   for (const FailureRow& row : rows) {
     SCOPED_TRACE(row.query);
@@ -240,12 +221,8 @@ TEST(TypedSimpleExpressionResolve, BuildRecordsWhatTheProjectDoesNotKnow) {
 
 TEST(TypedSimpleExpressionResolve, FreeValuesTakeTheirTypedForm) {
   auto project = MakeSampleProject();
-  EXPECT_EQ(TypeList(project, "Difficulty = 1.0").Simple()->Value(), Variant(1L));
-  EXPECT_EQ(TypeList(project, "Difficulty = 2147483647").Simple()->Value(), Variant(2147483647L));
   EXPECT_EQ(TypeList(project, "Difficulty = 2147483648").result, eQEEInvalidAttrData);
   EXPECT_EQ(TypeList(project, "Cost >= 2.5").Simple()->Value(), Variant(2.5));
-  EXPECT_EQ(TypeList(project, "Due = 1/2/2000").Simple()->Value(), Variant("1/2/2000"));
-  EXPECT_EQ(TypeList(project, "Start = 12:30").Simple()->Value(), Variant("12:30"));
   EXPECT_EQ(TypeList(project, "Title ULike abc").Simple()->Value(), Variant("ABC"));
   EXPECT_EQ(TypeList(project, "Title Like abc").Simple()->Value(), Variant("abc"));
   EXPECT_EQ(TypeList(project, "Difficulty = \"<no entry>\"").Simple()->Value(), Variant("<no entry>"));
@@ -355,35 +332,21 @@ struct OperatorRow {
 TEST(SystemAttributeResolve, OperatorsAndDataTypesByAttribute) {
   const std::vector<OperatorRow> rows = {
       {-2, eEOIN, 0, true, eADTText},
-      {-102, eEOLike, 0, true, eADTText},
-      {-103, eEOEquals, 0, true, eADTText},
       {-15, eEOIN, 14089, true, eADTWholeNumber},
-      {-15, eEOBetween, 0, true, eADTWholeNumber},
-      {-21, eEOOrder, 0, true, eADTWholeNumber},
       {-17, eEOIN, 14089, true, eADTDateTime},
-      {-24, eEOGreaterThanOrEqual, 0, true, eADTDateTime},
       {-19, eEOIN, 0, true, eADTBoolean},
       {-1, eEOLike, 14086, false, eADTList},
-      {-1, eEOIN, 0, false, eADTList},
       {-5, eEOLessThan, 14084, false, eADTList},
-      {-6, eEONotEquals, 0, false, eADTList},
       {-7, eEOBetween, 14085, false, eADTList},
-      {-8, eEOEquals, 0, false, eADTList},
       {-13, eEOGreaterThan, 14087, false, eADTList},
       {-14, eEOLike, 14088, false, eADTList},
       {-22, eEOULike, 14129, false, eADTList},
-      {-22, eEOShortOrder, 0, false, eADTList},
       {-201, eEOLike, 0, true, eADTText},
       {-201, eEONotEquals, 14093, true, eADTText},
-      {-201, eEOULike, 14093, true, eADTText},
       {-210, eEOIN, 14091, true, eADTDateTime},
-      {-210, eEOBetween, 0, true, eADTDateTime},
       {-211, eEOEquals, 0, true, eADTBoolean},
       {-212, eEONotEquals, 14090, true, eADTBoolean},
-      {-202, eEOEquals, 0, false, eADTList},
       {-208, eEOLike, 14092, false, eADTList},
-      {-214, eEOIN, 0, false, eADTList},
-      {-209, eEOOrder, 0, false, eADTList},
   };
   for (const OperatorRow& row : rows) {
     SCOPED_TRACE(std::to_string(row.key) + " with " + modMain::OpEnumToString(row.op));
@@ -429,7 +392,6 @@ TEST(SystemAttributeResolve, ValuesByAttribute) {
       {-13, eQLTByPrefix, "abc", false, eQEEListItemKeyNotNumeric, 14099, "ABC", kKept, "", ""},
       {-5, eQLTByPrefix, "ann", true, eQEENone, 0, "", Variant(3L), "Ann", SampleGUID('U', 3)},
       {-6, eQLTByPrefix, "Bob", true, eQEENone, 0, "", Variant(4L), "Bob", SampleGUID('U', 4)},
-      {-6, eQLTByKey, "4", true, eQEENone, 0, "", Variant(4L), "Bob", SampleGUID('U', 4)},
       {-6, eQLTByGUID, "{u0000000-0000-0000-0000-000000000003}", true, eQEENone, 0, "", Variant(3L), "Ann",
        SampleGUID('U', 3)},
       {-5, eQLTByKey, "Ann", true, eQEEUnknownUserName, 14095, "Ann", kKept, "", ""},
@@ -439,21 +401,17 @@ TEST(SystemAttributeResolve, ValuesByAttribute) {
       {-7, eQLTByPrefix, "spec", true, eQEENone, 0, "", Variant(8L), "Spec", SampleGUID('D', 8)},
       {-8, eQLTByKey, "8", true, eQEENone, 0, "", Variant(8L), "Spec", SampleGUID('D', 8)},
       {-8, eQLTByPrefix, "database", true, eQEENone, 0, "", Variant("0"), "DATABASE", "0"},
-      {-8, eQLTByPrefix, "0", true, eQEENone, 0, "", Variant("0"), "DATABASE", "0"},
       {-8, eQLTByKey, "<NO ENTRY>", true, eQEEUnknownLocationKey, 14098, "<NO ENTRY>", kKept, "", ""},
       {-7, eQLTByPrefix, "Nothing", false, eQEENone, 14097, "Nothing", kKept, "", ""},
       // Discussions: the form follows the attribute, and every failure is hard.
       {-202, eQLTByPrefix, "17", false, eQEENone, 0, "", Variant(17L), "", ""},
       {-202, eQLTByPrefix, "x", false, eQEEReqKeyNotNumeric, 14109, "x", kKept, "", ""},
-      {-203, eQLTByPrefix, "ann", false, eQEENone, 0, "", Variant(3L), "", ""},
       {-203, eQLTByPrefix, "Zed", false, eQEEUnknownUserName, 14095, "Zed", kKept, "", ""},
-      {-204, eQLTByPrefix, "4", false, eQEENone, 0, "", Variant(4L), "", ""},
       {-204, eQLTByPrefix, "Ann", false, eQEEUnknownUserKey, 14096, "Ann", kKept, "", ""},
       {-213, eQLTByPrefix, "Zed", false, eQEEUnknownUserName, 14103, "Zed", kKept, "", ""},
       {-214, eQLTByPrefix, "9", false, eQEEUnknownUserKey, 14104, "9", kKept, "", ""},
       {-207, eQLTByPrefix, "team", false, eQEENone, 0, "", Variant(2L), "", ""},
       {-207, eQLTByPrefix, "x", false, eQEEUnknownUserName, 14105, "x", kKept, "", ""},
-      {-208, eQLTByPrefix, "2", false, eQEENone, 0, "", Variant(2L), "", ""},
       {-208, eQLTByPrefix, "3", false, eQEEUnknownUserKey, 14106, "3", kKept, "", ""},
       {-205, eQLTByPrefix, "2.5", false, eQEENone, 0, "", Variant(2.5), "", ""},
       {-205, eQLTByPrefix, "4", false, eQEEInvalidDiscPriority, 14107, "4", kKept, "", ""},
@@ -466,7 +424,6 @@ TEST(SystemAttributeResolve, ValuesByAttribute) {
       {-212, eQLTByPrefix, "FALSE", false, eQEENone, 0, "", Variant(-3L), "", ""},
       {-212, eQLTByPrefix, "maybe", false, eQEEInvalidAttrData, 14094, "maybe", kKept, "", ""},
       {-209, eQLTByPrefix, "15", false, eQEENone, 0, "", Variant(15L), "", ""},
-      {-209, eQLTByPrefix, "x", false, eQEEListItemKeyNotNumeric, 14099, "X", kKept, "", ""},
   };
   for (const ValueRow& row : rows) {
     SCOPED_TRACE(std::to_string(row.key) + " = " + row.value + " by " + std::to_string(row.lookup));
@@ -555,8 +512,6 @@ TEST(TypedSimpleExpressionText, ThreeFormsOfTheQueryText) {
        A(17) + " Between \"1/2/2000\" AND \"2/3/2001\""},
       {"Title ULike abc", {}, "\"Title\" ULike \"ABC\"", "15 ULike \"ABC\"", A(15) + " ULike \"ABC\""},
       {"Title In a, b", {}, "\"Title\" In \"\"", "15 In \"\"", A(15) + " In \"\""},
-      {"Cost > 2.5", {}, "\"Cost\" > 2.5", "16 > 2.5", A(16) + " > 2.5"},
-      {"Start <= 12:30", {}, "\"Start\" <= \"12:30\"", "18 <= \"12:30\"", A(18) + " <= \"12:30\""},
       {"Difficulty = \"<no entry>\"",
        {},
        "\"Difficulty\" = \"<NO ENTRY>\"",
@@ -569,7 +524,6 @@ TEST(TypedSimpleExpressionText, ThreeFormsOfTheQueryText) {
        "-5 In 3, 4",
        SysGuid("75") + " In " + U(3) + ", " + U(4)},
       {"Key In 5, 6", {}, "\"KEY\" In \"5\", \"6\"", "-1 In 5, 6", SysGuid("71") + " In 5, 6"},
-      {"Key = 5", {}, "\"KEY\" = \"5\"", "-1 = 5", SysGuid("71") + " = 5"},
       {"Location In Spec, Database",
        {},
        "\"LOCATION\" In \"Spec\", \"DATABASE\"",
