@@ -130,12 +130,12 @@ TEST_F(ClosureStatements, ClosureDriverStatements) {
   };
   const Row rows[] = {
       {"1", kSuspectToSRIndirect, "closure_first_access.sql", "closure_last_access.sql"},
-      {"1", kNotSuspectToSRIndirect, "closure_first_access_notsuspect.sql", "closure_last_access_notsuspect.sql"},
+      {"1", kNotSuspectToSRIndirect, "closure_first_access_clean.sql", "closure_last_access_clean.sql"},
       // SQL Server, DB2 and the second Access code write the Access text.
-      {"4", kNotSuspectToSRIndirect, "closure_first_access_notsuspect.sql", "closure_last_access_notsuspect.sql"},
+      {"4", kNotSuspectToSRIndirect, "closure_first_access_clean.sql", "closure_last_access_clean.sql"},
       {"5", kSuspectToSRIndirect, "closure_first_access.sql", "closure_last_access.sql"},
       {"7", kSuspectToSRIndirect, "closure_first_access.sql", "closure_last_access.sql"},
-      {"3", kNotSuspectToSRIndirect, "closure_first_oracle_notsuspect.sql", "closure_last_oracle_notsuspect.sql"},
+      {"3", kNotSuspectToSRIndirect, "closure_first_oracle_clean.sql", "closure_last_oracle_clean.sql"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.dbmsnamecode) + " " + row.filter);
