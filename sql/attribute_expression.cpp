@@ -74,8 +74,8 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
     const std::string col = view + "." + (isList ? "LISTITEMID" : "FIELDVALUE");
     const std::string op = OperatorText(eOp);
     const std::string isNull = " " + std::string(IS) + std::string(NULL_);
-    // The test that lets a requirement without an item pass.
-    const std::string listNullTerm = std::string(nlOR) + "(" + " " + view + ".LISTITEMID" + isNull;
+    // The test that lets a requirement without a value pass a negated list.
+    const std::string listNullTerm = std::string(nlOR) + "(" + " " + col + isNull;
     std::string deferredTerm;
 
     s = " (";
@@ -104,21 +104,33 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
     } else if (eOp == eEOIN) {
       s += "(";
       bool written = false;
-      const bool hasNoEntry = oExpr.ListItemKeys().Contains("0");
-      for (long key : oExpr.ListItemKeys()) {
-        // The key 0 only marks that no entry is among the items.
-        if (key == 0) continue;
-        if (written) s += " " + std::string(nlOR);
-        s += col + std::string(EQ) + ExprValToSQL(oExpr, false, key);
-        written = true;
+      bool hasNoEntry = false;
+      if (isList) {
+        hasNoEntry = oExpr.ListItemKeys().Contains("0");
+        for (long key : oExpr.ListItemKeys()) {
+          // The key 0 only marks that no entry is among the items.
+          if (key == 0) continue;
+          if (written) s += " " + std::string(nlOR);
+          s += col + std::string(EQ) + ExprValToSQL(oExpr, false, key);
+          written = true;
+        }
+      } else {
+        // A free value: the attribute equals one of the items.
+        for (const Variant& item : oExpr.ListItemValues()) {
+          if (text::EqualsNoCase(item.ToText(), NO_ENTRY)) {
+            hasNoEntry = true;
+            continue;
+          }
+          if (written) s += " " + std::string(nlOR);
+          s += col + std::string(EQ) + ExprValueToSQL_(oExpr, item);
+          written = true;
+        }
       }
       if (hasNoEntry) {
         if (written) s += " " + std::string(nlOR);
         s += col + " " + std::string(IS) + std::string(NULL_);
       }
-      if (!bNot) {
-        s += ")";
-      } else if (!isList || hasNoEntry) {
+      if (!bNot || hasNoEntry) {
         // With no entry among the items the negation itself excludes a
         // requirement without a value.
         s += ")";

@@ -208,13 +208,26 @@ std::string QuerySql::SimpleExpressionToSQL(TypedSimpleExpression& oExpr, eExpre
 std::string QuerySql::ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHighValue, long lListItemKey) {
   std::string s;
   modMain::HandleAndLeave("QuerySql.ExprValToSQL", [&] {
-    constexpr std::string_view source = "QuerySql.ExprValToSQL";
     const long type = oExpr.AttrDataType();
     Variant value;
-    if (bHighValue) value = oExpr.HighValue();
-    else if (type != eADTList && type != eADTMultiSelectList) value = oExpr.Value();
-    else value = oExpr.Operator() == eEOIN ? Variant(lListItemKey) : Variant(oExpr.ListItemKey());
+    if (bHighValue)
+      value = oExpr.HighValue();
+    else if (type != eADTList && type != eADTMultiSelectList)
+      value = oExpr.Value();
+    else
+      value = oExpr.Operator() == eEOIN ? Variant(lListItemKey) : Variant(oExpr.ListItemKey());
+    s = ExprValueToSQL_(oExpr, value);
+  });
+  return s;
+}
 
+// A value of an expression's attribute as SQL, behind one blank: the stored
+// form of the attribute's data type, as a literal of the dialect.
+std::string QuerySql::ExprValueToSQL_(const TypedSimpleExpression& oExpr, Variant value) {
+  std::string s;
+  modMain::HandleAndLeave("QuerySql.ExprValToSQL", [&] {
+    constexpr std::string_view source = "QuerySql.ExprValToSQL";
+    const long type = oExpr.AttrDataType();
     if (!oExpr.IsSystemAttr()) {
       // Date and time attributes hold whole numbers: days since 1 January 1901
       // and seconds since midnight.
@@ -240,8 +253,10 @@ std::string QuerySql::ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHig
       case eSAKReqLocationKey: {
         // 0 is the database itself, which the store records as no document.
         std::optional<double> number;
-        if (value.IsNumber()) number = value.Real();
-        else if (value.IsText()) number = modMain::Locale().TextToNumber(value.Text());
+        if (value.IsNumber())
+          number = value.Real();
+        else if (value.IsText())
+          number = modMain::Locale().TextToNumber(value.Text());
         if (number && *number > 0) {
           s = " " + ValueToSQL(Variant(sqlconv::ToLong(Variant("0" + value.ToText()), source)));
         } else if (number && *number == -1) {
@@ -266,9 +281,6 @@ std::string QuerySql::ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHig
         break;
       case eSAKReqKeyScalar:
         s = sqlconv::IsNoEntry(value) ? " 0" : " " + ValueToSQL(value);
-        break;
-      case eSAKReqRootTagNbr:
-        s = sqlconv::IsNoEntry(value) ? " 0" : " " + value.ToText();
         break;
       default:
         s = " " + ValueToSQL(value);

@@ -126,6 +126,7 @@ class QuerySql {
   std::string ComplexExpressionToSQL(const TypedComplexExpression& oExpr, bool& bNot, eExpressionContext eContext);
   std::string SimpleExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext);
   std::string ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHighValue, long lListItemKey);
+  std::string ExprValueToSQL_(const TypedSimpleExpression& oExpr, Variant value);
   std::string ValueToSQL(const Variant& value);
   std::string SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext);
   std::string ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr);
