@@ -1,9 +1,11 @@
 #include "engine/query_engine.h"
 
+#include <functional>
+
 #include "engine/mod_main.h"
 #include "model/query_def.h"
-#include "model/typed_comp_rel_expression.h"
 #include "model/text_util.h"
+#include "model/typed_comp_rel_expression.h"
 #include "sql/query_sql.h"
 
 namespace vlq {
@@ -46,35 +48,53 @@ void QueryEngine::CloseQueryEngine() {
 
 // ---- Public operations --------------------------------------------------------------
 
+// After CloseQueryEngine the engine has no builder: every operation answers
+// with eQEENoQuery and says so.
+bool QueryEngine::IsClosed_(std::string& sErrorInfo) const {
+  if (oQuerySql_) return false;
+  sErrorInfo = modMain::Message(14135);
+  return true;
+}
+
 enumQueryEngineError QueryEngine::Validate(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                                            const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                            std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
   std::shared_ptr<Project> project = oProj;
   const enumQueryEngineError result =
       Validate_(true, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef, false);
   DumpIndirTraceRecords_(sErrorInfo);
-  if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+  oQuerySql_->BaseProject(nullptr);
   return result;
 }
 
 enumQueryEngineError QueryEngine::Validate2(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                                             const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                             std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
   std::shared_ptr<Project> project = oProj;
   const enumQueryEngineError result =
       Validate2_(true, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef, false);
-  if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+  oQuerySql_->BaseProject(nullptr);
   return result;
 }
 
 enumQueryEngineError QueryEngine::Build(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                                         const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                         std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
   std::shared_ptr<Project> project = oProj;
   enumQueryEngineError result =
       Validate_(false, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef, false);
-  if (result == eQEENone) result = DumpIndirTraceRecords_(sErrorInfo);
-  if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+  // The closure rows go whatever the build gave; a failure of their removal
+  // is the result only of a build that succeeded.
+  std::string sDumpInfo;
+  const enumQueryEngineError eDump = DumpIndirTraceRecords_(sDumpInfo);
+  if (result == eQEENone && eDump != eQEENone) {
+    result = eDump;
+    sErrorInfo = sDumpInfo;
+  }
+  oQuerySql_->BaseProject(nullptr);
   return result;
 }
 
@@ -82,15 +102,48 @@ enumQueryEngineError QueryEngine::Fetch(enumQueryReturnTypes eQueryReturnType, e
                                         const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                         std::string& sErrorInfo, Rows& aResults,
                                         std::shared_ptr<QueryDef>& oQueryDef, bool bRetainHierarchy) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
+  // The rows this run writes to the work tables (its closure sessions and its
+  // hierarchy session) go on every way out, a raised failure included.
+  long lSessionId = 0;
+  bool bHierarchyRun = false;
+  bool bDumped = false;
+  const auto dump = [&](std::string& sInfo) {
+    bDumped = true;
+    enumQueryEngineError result = DumpIndirTraceRecords_(sInfo);
+    if (bHierarchyRun) {
+      const enumQueryEngineError eHierarchy = DumpHierarchyRecords_(lSessionId, sInfo);
+      if (eHierarchy != eQEENone) result = eHierarchy;
+    }
+    return result;
+  };
+  struct DumpOnRaise {
+    const std::function<void()> run;
+    ~DumpOnRaise() { run(); }
+  } dumpOnRaise{[&] {
+    if (bDumped || !oQuerySql_) return;
+    std::string sIgnored;
+    modMain::IgnoreAndGoOn([&] { dump(sIgnored); });
+  }};
+
   // Unexpected failures, a failing statement above all, go on to the caller
-  // with "QueryEngine.Fetch" as their source; the builder keeps its project
-  // until the next run and aResults stays as it was.
+  // with "QueryEngine.Fetch" as their source; aResults stays as it was.
   return modMain::Raise("QueryEngine.Fetch", [&]() -> enumQueryEngineError {
     enumQueryEngineError result = eQEENone;
     std::shared_ptr<Project> project = oProj;
     const auto finish = [&] {
-      if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+      oQuerySql_->BaseProject(nullptr);
       return result;
+    };
+    // A statement that filled the closure or hierarchy tables failed: an
+    // answer read from them would be partial, so the failure is raised.
+    const auto raiseWorkFailure = [&] {
+      if (!oQuerySql_->WorkFailure) return;
+      const Failure failure = *oQuerySql_->WorkFailure;
+      std::string sIgnored;
+      dump(sIgnored);
+      oQuerySql_->BaseProject(nullptr);
+      throw failure;
     };
     if (!project) {
       sErrorInfo = modMain::Message(14013);
@@ -99,24 +152,35 @@ enumQueryEngineError QueryEngine::Fetch(enumQueryReturnTypes eQueryReturnType, e
     }
     result = Validate_(true, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef,
                        bRetainHierarchy);
-    if (result != eQEENone) return finish();
+    raiseWorkFailure();
+    if (result != eQEENone) {
+      std::string sIgnored;
+      dump(sIgnored);
+      return finish();
+    }
 
-    long lSessionId = 0;
     if (bRetainHierarchy) {
+      bHierarchyRun = true;
       result = ChangeSQLToRetainHierarchy_(sSqlText_, lSessionId, sErrorInfo);
-      if (result != eQEENone) return finish();
+      raiseWorkFailure();
+      if (result != eQEENone) {
+        std::string sIgnored;
+        dump(sIgnored);
+        return finish();
+      }
     }
     modMain::LogInfo("ANSI SQL query submitted:  " + sSqlText_);
 
     std::shared_ptr<DataServices> dataServices;
     if (auto manager = project->Manager()) dataServices = project->GetDataServices(manager->ConnectionKey());
     if (!dataServices) {
+      std::string sIgnored;
+      dump(sIgnored);
       sErrorInfo = modMain::Message(14052);
       result = eQEEDataServicesNothing;
       return finish();
     }
-    // A query that makes no statement (document queries, and discussion
-    // queries until their statements exist) has no rows to fetch.
+    // A query that makes no statement (document queries) has no rows to fetch.
     if (!text::TrimView(sSqlText_).empty()) {
       long lRowsAffected = 0;
       std::shared_ptr<ResultSet> resultSet = dataServices->Execute(sSqlText_, lRowsAffected);
@@ -125,11 +189,8 @@ enumQueryEngineError QueryEngine::Fetch(enumQueryReturnTypes eQueryReturnType, e
       aResults = Rows{};
     }
 
-    result = DumpIndirTraceRecords_(sErrorInfo);
-    if (bRetainHierarchy) {
-      result = DumpHierarchyRecords_(lSessionId, sErrorInfo);
-      if (result != eQEENone) return finish();
-    }
+    result = dump(sErrorInfo);
+    if (result != eQEENone) return finish();
     sErrorInfo = project->GUID();
     return finish();
   });

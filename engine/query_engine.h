@@ -49,7 +49,9 @@ class QueryEngine {
   // Checks the query as Validate does, runs it and returns the item keys in
   // aResults (column-major; the first column holds the keys). An unexpected
   // failure, a failing statement above all, is thrown as Failure with the
-  // source "QueryEngine.Fetch".
+  // source "QueryEngine.Fetch"; so is a failing statement of the trace closure
+  // or of the tree order, whose answer would be partial. The rows the run
+  // wrote to the work tables are removed on every way out.
   enumQueryEngineError Fetch(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                              const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                              std::string& sErrorInfo, Rows& aResults, std::shared_ptr<QueryDef>& oQueryDef,
@@ -58,7 +60,8 @@ class QueryEngine {
   std::string ClassName() const { return "QueryEngine"; }
   std::string ClassVersion() const;
 
-  // Frees the builder and all other state; the engine takes no queries after it.
+  // Frees the builder and all other state. The engine takes no queries after
+  // it: each operation then answers eQEENoQuery with message 14135.
   void CloseQueryEngine();
 
   enumExpressionOperator OpStringToEnum(std::string_view sOpString) const;
@@ -87,6 +90,8 @@ class QueryEngine {
                                     std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef,
                                     bool bRetainHierarchy);
   void ResetEngine_();
+  // True, with its message in sErrorInfo, once CloseQueryEngine has run.
+  bool IsClosed_(std::string& sErrorInfo) const;
 
   enumQueryEngineError ChangeSQLToRetainHierarchy_(std::string& sSql, long& lSessionId, std::string& sErrorInfo);
   enumQueryEngineError DumpHierarchyRecords_(long lSessionId, std::string& sErrorInfo);

@@ -86,8 +86,8 @@ enumQueryEngineError QuerySql::PopulateHierarchyTable_(const std::string& sSql, 
     const long lReqTypeKey = ParseReqTypeKeyFromSQL_(sCopy);
     result = ExtendHierarchySQL_(sCopy, lSessionID);
     if (result != eQEENone) return;
-    ExecuteSQLStatement_(sCopy);
-    ExecuteSQLStatement_(SecondPassHierarchySQL_(lSessionID, lReqTypeKey));
+    ExecuteWorkStatement_(sCopy);
+    ExecuteWorkStatement_(SecondPassHierarchySQL_(lSessionID, lReqTypeKey));
     result = OrderLevels_(lSessionID);
   });
   return result;

@@ -29,7 +29,8 @@ bool IsAccessLike(long lDatabaseType) { return lDatabaseType == eDBTAccess || lD
 long ReadLevelCount(QuerySql& sql, long lSessionID) {
   const std::string sSql = hierarchy::LevelCountSQL(sql, lSessionID);
   if (sSql.empty()) return 0;
-  const std::shared_ptr<ResultSet> rs = sql.ExecuteSQLStatement_(sSql);
+  std::shared_ptr<ResultSet> rs;
+  sql.ExecuteWorkStatement_(sSql, &rs);
   if (!rs) return 0;
   const Rows rows = rs->GetRows();
   if (rows.empty() || rows[0].empty()) return 0;
@@ -211,11 +212,11 @@ enumQueryEngineError QuerySql::OrderLevels_(long lSessionID) {
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
       std::string sOrderBy, sGroupBy, sErrInfo;
       SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
-      ExecuteSQLStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
+      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
       if (lDatabaseType_ == eDBTOracle) {
         // The level table keeps the sort order; the copy numbers the rows.
-        ExecuteSQLStatement_(hierarchy::OracleLevelCopySQL(*this, lSessionID));
-        ExecuteSQLStatement_(hierarchy::OracleLevelDropSQL(*this, lSessionID));
+        ExecuteWorkStatement_(hierarchy::OracleLevelCopySQL(*this, lSessionID));
+        ExecuteWorkStatement_(hierarchy::OracleLevelDropSQL(*this, lSessionID));
       }
     }
     result = FinalOrder_(lSessionID, lLevels);
@@ -233,12 +234,12 @@ enumQueryEngineError QuerySql::OrderLevelsForDB2_(long lSessionID) {
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
       // The rows go through the engine one by one, so that DATAORDER follows
       // the order of the SELECT.
-      const std::shared_ptr<ResultSet> rs =
-          ExecuteSQLStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
+      std::shared_ptr<ResultSet> rs;
+      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy), &rs);
       if (!rs) continue;
       while (!rs->AtEOF()) {
-        ExecuteSQLStatement_(hierarchy::DB2LevelRowSQL(*this, rs->Field(0).ToText(), rs->Field(1).ToText(),
-                                                       rs->Field(2).ToText()));
+        ExecuteWorkStatement_(
+            hierarchy::DB2LevelRowSQL(*this, rs->Field(0).ToText(), rs->Field(1).ToText(), rs->Field(2).ToText()));
         rs->MoveNext();
       }
     }
@@ -252,7 +253,7 @@ enumQueryEngineError QuerySql::FinalOrder_(long lSessionID, long lLevels) {
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
       const std::string sSql = hierarchy::FinalOrderSQL(*this, lSessionID, lLevel);
       if (sSql.empty()) return;
-      ExecuteSQLStatement_(sSql);
+      ExecuteWorkStatement_(sSql);
     }
   });
   return eQEENone;

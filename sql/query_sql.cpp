@@ -39,6 +39,7 @@ void QuerySql::Reset() {
     HierLevelExpr.clear();
     HierLevelOp.clear();
     HierLevelValue.clear();
+    WorkFailure.reset();
     // RetainHierarchy stays: the engine sets it anew for each build.
   });
 }

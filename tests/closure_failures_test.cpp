@@ -119,34 +119,29 @@ TEST_F(ClosureFailures, DumpWithoutProjectAfterAClosure) {
   EXPECT_GT(test::WorkTableRows(store_), 0);
 }
 
-// Without VLTRACETABLETEMP every level fails; each failure is handled and the
-// walk goes on to its limit, the last statement fails too, and the closure
-// gives 0. The main statement finds the direct hits.
-TEST_F(ClosureFailures, MissingLevelTableLeavesTheDirectHits) {
+// A statement of the closure that fails leaves the filter without a true
+// answer: Fetch raises the failure instead of answering from the direct hits,
+// and removes what the closure wrote.
+TEST_F(ClosureFailures, AFailingLevelRaisesAndLeavesNoRows) {
   store_.Exec("DROP TABLE VLTRACETABLETEMP");
   QueryEngine engine;
   std::string info;
   Rows rows;
   std::shared_ptr<QueryDef> def;
-  ASSERT_EQ(engine.Fetch(eBTRequirements, eQLTByPrefix, project_,
-                         "ReqType.Prefix(PR) PR.RelCriteria(" + kIndirectToSR + ")", info, rows, def),
-            eQEENone)
-      << info;
-  EXPECT_EQ(test::KeysOf(rows), (std::vector<long>{1}));
+  EXPECT_THROW(engine.Fetch(eBTRequirements, eQLTByPrefix, project_,
+                            "ReqType.Prefix(PR) PR.RelCriteria(" + kIndirectToSR + ")", info, rows, def),
+               Failure);
+  EXPECT_TRUE(rows.empty());
   const auto& sent = project_->Statements();
-  // hits, 50 levels, roots, the main statement, two deletes
-  ASSERT_EQ(sent.size(), 55U);
+  // the hits, the first level (which fails and ends the walk), two deletes
+  ASSERT_EQ(sent.size(), 4U);
   EXPECT_FALSE(sent[0].failed);
-  for (std::size_t i = 1; i <= 51; ++i) EXPECT_TRUE(sent[i].failed) << sent[i].sql;
-  EXPECT_FALSE(sent[52].failed);
-  EXPECT_FALSE(sent[53].failed);  // the hits are deleted
-  EXPECT_TRUE(sent[54].failed);   // the levels' table is still missing
+  EXPECT_TRUE(sent[1].failed);
+  EXPECT_EQ(sent[2].sql.rfind("DELETE", 0), 0U);
   EXPECT_EQ(test::ScalarOf(store_, "SELECT COUNT(*) FROM VLTRACETABLEINDIR"), 0);
 }
 
-// Without VLTRACETABLEINDIR the closure stops at its first statement and
-// reports nothing; the main statement then fails, and Fetch raises.
-TEST_F(ClosureFailures, MissingHitsTableFailsTheMainStatement) {
+TEST_F(ClosureFailures, AFailingFirstStatementRaises) {
   store_.Exec("DROP TABLE VLTRACETABLEINDIR");
   QueryEngine engine;
   std::string info;
@@ -159,10 +154,9 @@ TEST_F(ClosureFailures, MissingHitsTableFailsTheMainStatement) {
   } catch (const Failure& failure) {
     EXPECT_EQ(failure.Source(), "QueryEngine.Fetch");
   }
-  const auto& sent = project_->Statements();
-  ASSERT_EQ(sent.size(), 2U);  // the hits, then the main statement
-  EXPECT_TRUE(sent[0].failed);
-  EXPECT_EQ(sent[1].sql.rfind("SELECT", 0), 0U);
+  // Nothing was written, nothing is run or deleted after the failure.
+  ASSERT_EQ(project_->Statements().size(), 1U);
+  EXPECT_TRUE(project_->Statements()[0].failed);
 }
 
 TEST_F(ClosureFailures, ValidateAndBuildLeaveNoRows) {
