@@ -116,14 +116,14 @@ TEST_F(ClosureFailures, DumpWithoutProjectAfterAClosure) {
   EXPECT_EQ(sql.DumpSessionIndirTraceRecords(rel->SessionID(), info), eQEEProjectNothing);
   EXPECT_EQ(info, modMain::Message(14024));
   // The rows stay in the tables for good.
-  EXPECT_GT(test::WorkTableRows(store_), 0);
+  EXPECT_GT(test::WorkTableRows(*project_), 0);
 }
 
 // A statement of the closure that fails leaves the filter without a true
 // answer: Fetch raises the failure instead of answering from the direct hits,
 // and removes what the closure wrote.
 TEST_F(ClosureFailures, AFailingLevelRaisesAndLeavesNoRows) {
-  store_.Exec("DROP TABLE VLTRACETABLETEMP");
+  test::FailInsertsInto(*project_, "VLTRACETABLETEMP");
   QueryEngine engine;
   std::string info;
   Rows rows;
@@ -133,16 +133,17 @@ TEST_F(ClosureFailures, AFailingLevelRaisesAndLeavesNoRows) {
                Failure);
   EXPECT_TRUE(rows.empty());
   const auto& sent = project_->Statements();
-  // the hits, the first level (which fails and ends the walk), two deletes
-  ASSERT_EQ(sent.size(), 4U);
-  EXPECT_FALSE(sent[0].failed);
-  EXPECT_TRUE(sent[1].failed);
-  EXPECT_EQ(sent[2].sql.rfind("DELETE", 0), 0U);
-  EXPECT_EQ(test::ScalarOf(store_, "SELECT COUNT(*) FROM VLTRACETABLEINDIR"), 0);
+  // the trigger, the hits, the first level (which fails and ends the
+  // walk), two deletes
+  ASSERT_EQ(sent.size(), 5U);
+  EXPECT_FALSE(sent[1].failed);
+  EXPECT_TRUE(sent[2].failed);
+  EXPECT_EQ(sent[3].sql.rfind("DELETE", 0), 0U);
+  EXPECT_EQ(test::WorkTableRows(*project_), 0);
 }
 
 TEST_F(ClosureFailures, AFailingFirstStatementRaises) {
-  store_.Exec("DROP TABLE VLTRACETABLEINDIR");
+  test::FailInsertsInto(*project_, "VLTRACETABLEINDIR");
   QueryEngine engine;
   std::string info;
   Rows rows;
@@ -155,8 +156,10 @@ TEST_F(ClosureFailures, AFailingFirstStatementRaises) {
     EXPECT_EQ(failure.Source(), "QueryEngine.Fetch");
   }
   // Nothing was written, nothing is run or deleted after the failure.
-  ASSERT_EQ(project_->Statements().size(), 1U);
-  EXPECT_TRUE(project_->Statements()[0].failed);
+  const auto& sent = project_->Statements();
+  ASSERT_EQ(sent.size(), 2U);  // the trigger, the hits
+  EXPECT_TRUE(sent[1].failed);
+  EXPECT_EQ(test::WorkTableRows(*project_), 0);
 }
 
 TEST_F(ClosureFailures, ValidateAndBuildLeaveNoRows) {
@@ -165,9 +168,9 @@ TEST_F(ClosureFailures, ValidateAndBuildLeaveNoRows) {
   std::shared_ptr<QueryDef> def;
   const std::string query = "ReqType.Prefix(PR) PR.RelCriteria(" + kIndirectToSR + ")";
   ASSERT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project_, query, info, def), eQEENone) << info;
-  EXPECT_EQ(test::WorkTableRows(store_), 0);
+  EXPECT_EQ(test::WorkTableRows(*project_), 0);
   ASSERT_EQ(engine.Build(eBTRequirements, eQLTByPrefix, project_, query, info, def), eQEENone) << info;
-  EXPECT_EQ(test::WorkTableRows(store_), 0);
+  EXPECT_EQ(test::WorkTableRows(*project_), 0);
   // Both built the closure (a level with rows, one without) and deleted it.
   long deletes = 0;
   for (const auto& statement : project_->Statements()) deletes += statement.sql.rfind("DELETE", 0) == 0 ? 1 : 0;

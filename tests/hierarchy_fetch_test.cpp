@@ -23,12 +23,6 @@ class HierarchyFetch : public ::testing::Test {
  protected:
   void SetUp() override { store.Exec(test::ReadGolden("hierarchy_tree.sql")); }
 
-  long WorkTableRows() {
-    return test::ScalarOf(store,
-                          "SELECT (SELECT COUNT(*) FROM VLHIERARCHYTABLETEMP) + (SELECT COUNT(*) FROM "
-                          "VLHIERARCHYORDEREDLEVELSTEMP) + (SELECT COUNT(*) FROM VLHIERARCHYFINALORDERTEMP)");
-  }
-
   // The first column of a successful Fetch of "ReqType.Prefix(PR) " and
   // sQuery; the work tables must be empty afterwards.
   Rows FetchRows(const std::shared_ptr<Project>& project, const std::string& sQuery, bool bRetainHierarchy = true) {
@@ -38,7 +32,7 @@ class HierarchyFetch : public ::testing::Test {
     const auto result = engine.Fetch(eBTRequirements, eQLTByPrefix, project, sQuery, info, rows, def, bRetainHierarchy);
     EXPECT_EQ(result, eQEENone) << sQuery << ": " << info;
     EXPECT_EQ(info, project->GUID()) << sQuery;
-    EXPECT_EQ(WorkTableRows(), 0) << sQuery;
+    EXPECT_EQ(test::WorkTableRows(*project), 0) << sQuery;
     return rows;
   }
   Keys Fetch(const std::string& sQuery, bool bRetainHierarchy = true) {

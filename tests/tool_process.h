@@ -54,11 +54,12 @@ inline std::string ReadFile(const std::filesystem::path& file) {
   return text.str();
 }
 
-inline ToolRun RunVlquery(const std::vector<std::string>& args) {
+// Runs a program with the arguments given, no shell, standard input empty.
+inline ToolRun RunProgram(const std::string& program, const std::vector<std::string>& args) {
   TempDir capture;
   const std::string outFile = capture / "out";
   const std::string errFile = capture / "err";
-  std::vector<std::string> argv{VLQUERY_BINARY};
+  std::vector<std::string> argv{program};
   argv.insert(argv.end(), args.begin(), args.end());
   std::vector<char*> pointers;
   for (std::string& arg : argv) pointers.push_back(arg.data());
@@ -82,5 +83,7 @@ inline ToolRun RunVlquery(const std::vector<std::string>& args) {
   run.err = ReadFile(errFile);
   return run;
 }
+
+inline ToolRun RunVlquery(const std::vector<std::string>& args) { return RunProgram(VLQUERY_BINARY, args); }
 
 }  // namespace vlq::testing
