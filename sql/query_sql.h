@@ -220,12 +220,8 @@ class QuerySql {
   enumQueryEngineError DumpHierarchyRecords(long lSessionID, std::string& sErrInfo);
   enumQueryEngineError PopulateHierarchyTable_(const std::string& sSql, long& lSessionID);
   long GetNextHierarchySessionID_();
-  // The key behind the first requirement type term of the text; 0 for none.
-  long ParseReqTypeKeyFromSQL_(std::string_view sSql);
   // The main statement as the INSERT of its hits into VLHIERARCHYTABLETEMP.
   enumQueryEngineError ExtendHierarchySQL_(std::string& sSql, long lSessionID);
-  // The INSERT of the ancestors of the session's rows.
-  std::string SecondPassHierarchySQL_(long lSessionID, long lReqTypeKey);
   enumQueryEngineError OrderLevels_(long lSessionID);
   enumQueryEngineError OrderLevelsForDB2_(long lSessionID);
   enumQueryEngineError FinalOrder_(long lSessionID, long lLevels);
