@@ -88,8 +88,7 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
              std::string(CRLF) + std::string(LEFT) + std::string(JOIN) + view + std::string(CRLF) + std::string(ON) +
              req + ".ID" + " = " + view + ".REQUIREMENTID";
         if (spec.DBTypeValue() == eDBTAccess && spec.IsExtProj()) {
-          s += " " + std::string(IN) + " '" + text::Upper(modMain::PathWithoutExtension(spec.ExtProjFilePath())) +
-               ".MdB' ";
+          s += " " + std::string(IN) + " " + modMain::JetDatabasePathLiteral(spec.ExtProjFilePath(), ".MdB") + " ";
         }
         s += nlWHERE;
       } else {
