@@ -1,11 +1,17 @@
 #include "engine/query_engine.h"
 
 #include <functional>
+#include <set>
 
 #include "engine/mod_main.h"
 #include "model/query_def.h"
 #include "model/text_util.h"
 #include "model/typed_comp_rel_expression.h"
+#include "model/typed_complex_expression.h"
+#include "model/typed_simple_expression.h"
+#include "parser/complex_expression.h"
+#include "parser/simple_expression.h"
+#include "parser/token.h"
 #include "sql/query_sql.h"
 
 namespace vlq {
@@ -44,6 +50,68 @@ void QueryEngine::CloseQueryEngine() {
     }
     oQuerySql_.reset();
   });
+}
+
+// ---- The size of a query ------------------------------------------------------------
+
+namespace {
+
+// The most expressions a query may hold, over all its sections: the statement
+// chains them with AND and OR, and the databases' SQL parsers refuse chains
+// much deeper than this (SQLite at 1000).
+constexpr std::size_t kMaxExpressions = 256;
+// The most attribute views (a user attribute named in the query, a sort on a
+// multi-select list) one statement joins: Jet joins at most 32 tables, eight
+// of which a statement may need for itself.
+constexpr std::size_t kMaxAttributeViews = 24;
+
+struct QuerySize {
+  std::size_t expressions = 0;
+  std::set<std::string> attributes;  // user attributes named anywhere
+  std::size_t sortViews = 0;         // sorts on multi-select lists
+};
+
+void Measure(const Collection<std::shared_ptr<Token>>* tokens, bool bSort, QuerySize& size) {
+  if (!tokens) return;
+  for (const std::shared_ptr<Token>& token : *tokens) {
+    if (const auto typed = token->AsTypedSimpleExpression()) {
+      ++size.expressions;
+      if (typed->IsSystemAttr()) continue;
+      if (bSort && typed->AttrDataType() == eADTMultiSelectList) {
+        ++size.sortViews;
+      } else {
+        size.attributes.insert(typed->AttrKey());
+      }
+    } else if (token->AsSimpleExpression()) {
+      ++size.expressions;  // not resolved (a build)
+    } else if (const auto child = token->AsTypedComplexExpression()) {
+      Measure(child->Tokens(), bSort, size);
+    } else if (const auto parsed = token->AsComplexExpression()) {
+      Measure(&parsed->Tokens(), bSort, size);
+    }
+  }
+}
+
+}  // namespace
+
+enumQueryEngineError QueryEngine::CheckQuerySize_(std::string& sErrorInfo) {
+  QuerySql& sql = *oQuerySql_;
+  QuerySize size;
+  for (const auto& oExpr : sql.TypedCompExprs()) Measure(oExpr->Tokens(), false, size);
+  for (const auto& oExpr : sql.TypedSortExprs()) Measure(oExpr->Tokens(), true, size);
+  for (const auto& oRel : sql.TypedCompRelExprs()) {
+    size.expressions += 1 + oRel->DestProjStruSpecs().Count();
+    for (const auto& oCrit : oRel->TypedComplexExpressions()) Measure(oCrit->Tokens(), false, size);
+  }
+  if (size.expressions > kMaxExpressions) {
+    sErrorInfo = modMain::MessageWithArg(14141, std::to_string(kMaxExpressions));
+    return eQEEValueTooLong;
+  }
+  if (size.attributes.size() + size.sortViews > kMaxAttributeViews) {
+    sErrorInfo = modMain::MessageWithArg(14143, std::to_string(kMaxAttributeViews));
+    return eQEEValueTooLong;
+  }
+  return eQEENone;
 }
 
 // ---- Public operations --------------------------------------------------------------
@@ -262,6 +330,7 @@ enumQueryEngineError QueryEngine::RunPipeline_(bool bMakeSql, const char* sProcN
       if ((result = ExtractQueryBaseRelCritCriteria(sErrorInfo)) != eQEENone) return;
     }
     if ((result = ExtractQueryBaseSortCriteria(sErrorInfo)) != eQEENone) return;
+    if ((result = CheckQuerySize_(sErrorInfo)) != eQEENone) return;
 
     if (bMakeSql) {
       result = sql.CurrSQLStatement(sSqlText_, sErrorInfo);

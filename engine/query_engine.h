@@ -90,6 +90,9 @@ class QueryEngine {
                                     std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef,
                                     bool bRetainHierarchy);
   void ResetEngine_();
+  // Refuses a query too large for the statement to run: too many expressions,
+  // or too many attributes for one statement to join.
+  enumQueryEngineError CheckQuerySize_(std::string& sErrorInfo);
   // True, with its message in sErrorInfo, once CloseQueryEngine has run.
   bool IsClosed_(std::string& sErrorInfo) const;
 

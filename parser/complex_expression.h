@@ -24,12 +24,12 @@ class ReadContext;
 class ComplexExpression {
  public:
   // The deepest nesting of parentheses a list may have: eQEEValueTooLong with
-  // message 14130 beyond it. Each level becomes one or two levels of
+  // message 14130 beyond it. Each level becomes up to three levels of
   // parentheses in the statement, which may stand inside a trace subquery
-  // and a closure statement; the databases' SQL parsers give up on deep
-  // nesting (SQLite near 100 levels), so the limit is set where every
-  // accepted list still runs in each of them.
-  static constexpr int kMaxNestingDepth = 20;
+  // within a closure statement; the databases' SQL parsers give up on deep
+  // nesting (SQLite's near 100 levels), so the limit is set where every
+  // accepted list still runs in each of them, with a margin.
+  static constexpr int kMaxNestingDepth = 12;
 
   ComplexExpression() = default;
 

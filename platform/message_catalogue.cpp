@@ -143,6 +143,9 @@ constexpr std::array kCompiledTexts{
     CompiledEntry{14142,
                   "Between on the root tag number needs two numbers under the same parent, such as 2.1 And 2.5: "
                   "%1"},
+    CompiledEntry{14143,
+                  "The query names more than %1 attributes, more than one statement can join: split it into "
+                  "smaller queries."},
 };
 
 constexpr bool AscendingNumbers() {

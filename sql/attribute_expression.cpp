@@ -101,34 +101,26 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
     if (eOp == eEOBetween) {
       s += op + ExprValToSQL(oExpr, false, 0) + " " + std::string(nlAND) + ExprValToSQL(oExpr, true, 0);
     } else if (eOp == eEOIN) {
-      s += "(";
-      bool written = false;
+      std::vector<std::string> terms;
       bool hasNoEntry = false;
       if (isList) {
         hasNoEntry = oExpr.ListItemKeys().Contains("0");
         for (long key : oExpr.ListItemKeys()) {
           // The key 0 only marks that no entry is among the items.
-          if (key == 0) continue;
-          if (written) s += " " + std::string(nlOR);
-          s += col + std::string(EQ) + ExprValToSQL(oExpr, false, key);
-          written = true;
+          if (key != 0) terms.push_back(col + std::string(EQ) + ExprValToSQL(oExpr, false, key));
         }
       } else {
         // A free value: the attribute equals one of the items.
         for (const Variant& item : oExpr.ListItemValues()) {
           if (text::EqualsNoCase(item.ToText(), NO_ENTRY)) {
             hasNoEntry = true;
-            continue;
+          } else {
+            terms.push_back(col + std::string(EQ) + ExprValueToSQL_(oExpr, item));
           }
-          if (written) s += " " + std::string(nlOR);
-          s += col + std::string(EQ) + ExprValueToSQL_(oExpr, item);
-          written = true;
         }
       }
-      if (hasNoEntry) {
-        if (written) s += " " + std::string(nlOR);
-        s += col + " " + std::string(IS) + std::string(NULL_);
-      }
+      if (hasNoEntry) terms.push_back(col + " " + std::string(IS) + std::string(NULL_));
+      s += "(" + sqlconv::JoinInTerms(terms, " " + std::string(nlOR));
       if (!bNot || hasNoEntry) {
         // With no entry among the items the negation itself excludes a
         // requirement without a value.

@@ -2,6 +2,7 @@
 // NOT reaches the leaves, and how a value becomes an SQL literal in each
 // dialect. The text of one condition comes from SystemAttrExpressionToSQL or
 // ReqTypeExpressionToSQL; both take their values from ExprValToSQL here.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -56,6 +57,29 @@ long ToLong(const Variant& value, std::string_view sSource) {
     throw Failure(6, std::string(sSource), "Overflow: " + value.ToText());
   }
   return static_cast<long>(rounded);
+}
+
+std::string JoinInTerms(const std::vector<std::string>& terms, std::string_view connector) {
+  constexpr std::size_t kGroup = 64;
+  std::vector<std::string> level = terms;
+  while (level.size() > kGroup) {
+    std::vector<std::string> groups;
+    for (std::size_t i = 0; i < level.size(); i += kGroup) {
+      std::string group = "(";
+      for (std::size_t j = i; j < std::min(level.size(), i + kGroup); ++j) {
+        if (j > i) group += connector;
+        group += level[j];
+      }
+      groups.push_back(group + ")");
+    }
+    level = std::move(groups);
+  }
+  std::string joined;
+  for (std::size_t i = 0; i < level.size(); ++i) {
+    if (i > 0) joined += connector;
+    joined += level[i];
+  }
+  return joined;
 }
 
 }  // namespace sqlconv

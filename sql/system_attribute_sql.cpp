@@ -437,14 +437,9 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
       // 7. The IN list: the column for each item, each negated under NOT.
       // Keys of project objects stand in ListItemKeys, free values in
       // ListItemValues.
-      S += "(";
-      bool first = true;
+      std::vector<std::string> terms;
       const auto item = [&](const std::string& comparison) {
-        if (!first) S += " " + std::string(N ? nlAND : nlOR);
-        first = false;
-        S += "(";
-        if (N) S += " " + std::string(NOT);
-        S += " " + comparison + ")";
+        terms.push_back("(" + (N ? " " + std::string(NOT) : std::string()) + " " + comparison + ")");
       };
       const auto compare = [&](const std::string& column, const std::string& W) {
         return column + (text::FindNoCase(W, NULL_) != std::string::npos ? isWord : std::string(EQ)) + W;
@@ -466,7 +461,7 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
           item(compare(COL, W));
         }
       }
-      S += ")";
+      S += "(" + sqlconv::JoinInTerms(terms, " " + std::string(N ? nlAND : nlOR)) + ")";
     } else if (K != eSAKReqIsDocTextCurrent) {
       S += V;
     }
