@@ -38,6 +38,7 @@ void QueryEngine::ResetEngine_() {
     }
     sWorkingText_.clear();
     sSqlText_.clear();
+    sUnreadText_.clear();
     bStopOnErr_ = true;
   });
 }
@@ -343,6 +344,7 @@ enumQueryEngineError QueryEngine::RunPipeline_(bool bMakeSql, const char* sProcN
     if (sql.BaseProject() && sql.BaseProject()->GUID() != oProj->GUID()) oProj = sql.BaseProject();
 
     const std::string leftover = text::Trim(sWorkingText_);
+    sUnreadText_ = leftover;
     if (!leftover.empty()) sErrorInfo += "\r\n" + modMain::MessageWithArg(14004, leftover);
 
     if (eQueryReturnType == eBTRequirements && sql.ReqQueryScope() == eVLSProject) {

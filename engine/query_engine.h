@@ -73,6 +73,10 @@ class QueryEngine {
   // scope (Validate hands a project-wide query's statement to nobody). For
   // tools that show the SQL of a query; empty after Validate2.
   const std::string& LastSqlStatement() const { return sSqlText_; }
+  // The text of the latest run's query that no section read (trimmed; empty
+  // when all was read). Fetch hands the project's GUID to the caller in
+  // sErrorInfo, so a tool learns of unread text here.
+  const std::string& LastUnreadText() const { return sUnreadText_; }
 
  private:
   enumQueryEngineError Validate_(bool bStopOnErr, enumQueryReturnTypes eQueryReturnType,
@@ -117,6 +121,7 @@ class QueryEngine {
   std::unique_ptr<QuerySql> oQuerySql_;
   std::string sWorkingText_;
   std::string sSqlText_;
+  std::string sUnreadText_;
   bool bStopOnErr_ = true;
 };
 

@@ -142,6 +142,32 @@ TEST_F(ClosureFailures, AFailingLevelRaisesAndLeavesNoRows) {
   EXPECT_EQ(test::WorkTableRows(*project_), 0);
 }
 
+// The last statement, the roots of the chains, fails (PR 3 reaches SR 2 over
+// MR 4 only): the direct hits alone would be a partial answer.
+TEST_F(ClosureFailures, AFailingLastStatementRaises) {
+  long changed = 0;
+  project_->GetDataServices("")->Execute(
+      "CREATE TEMP TRIGGER VLFAIL_ROOTS BEFORE INSERT ON VLTRACETABLEINDIR WHEN NEW.ID = 3 "
+      "BEGIN SELECT RAISE(ABORT, 'injected failure'); END",
+      changed);
+  QueryEngine engine;
+  std::string info;
+  Rows rows;
+  std::shared_ptr<QueryDef> def;
+  EXPECT_THROW(engine.Fetch(eBTRequirements, eQLTByPrefix, project_,
+                            "ReqType.Prefix(PR) PR.RelCriteria(" + kIndirectToSR + ")", info, rows, def),
+               Failure);
+  EXPECT_TRUE(rows.empty());
+  EXPECT_EQ(test::WorkTableRows(*project_), 0);
+  // Without the failure the answer holds both.
+  project_->GetDataServices("")->Execute("DROP TRIGGER VLFAIL_ROOTS", changed);
+  ASSERT_EQ(engine.Fetch(eBTRequirements, eQLTByPrefix, project_,
+                         "ReqType.Prefix(PR) PR.RelCriteria(" + kIndirectToSR + ")", info, rows, def),
+            eQEENone)
+      << info;
+  EXPECT_EQ(test::KeysOf(rows), (std::vector<long>{1, 3}));
+}
+
 TEST_F(ClosureFailures, AFailingFirstStatementRaises) {
   test::FailInsertsInto(*project_, "VLTRACETABLEINDIR");
   QueryEngine engine;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 
+#include "engine/mod_main.h"
 #include "engine/query_engine.h"
 #include "model/query_def.h"
 #include "platform/sqlite_project_manager.h"
@@ -38,6 +39,13 @@ int Refused(std::ostream& err, enumQueryEngineError result, const std::string& s
   return kExitRefused;
 }
 
+// Text of the query that no section read: a typo such as "PR.Critera(...)"
+// would otherwise give the unfiltered answer without a word.
+void WarnOfUnreadText(const QueryEngine& engine, std::ostream& err) {
+  if (engine.LastUnreadText().empty()) return;
+  err << "warning: " << modMain::MessageWithArg(14004, engine.LastUnreadText()) << '\n';
+}
+
 }  // namespace
 
 std::vector<std::string> BuildReport(const QueryDef& oQueryDef) {
@@ -61,6 +69,7 @@ int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostr
       result = engine.Fetch(request.ReturnType, request.LookupType, project, request.Query, sErrorInfo, aResults,
                             oQueryDef, request.RetainHierarchy);
       if (result != eQEENone) return Refused(err, result, sErrorInfo);
+      WarnOfUnreadText(engine, err);
       // One key per line; a NULL cell gives an empty line, so that the line
       // count is always the row count.
       if (!aResults.empty()) {
@@ -81,6 +90,7 @@ int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostr
     case QueryCommand::Build:
       result = engine.Build(request.ReturnType, request.LookupType, project, request.Query, sErrorInfo, oQueryDef);
       if (result != eQEENone) return Refused(err, result, sErrorInfo);
+      WarnOfUnreadText(engine, err);
       if (oQueryDef) {
         for (const std::string& line : BuildReport(*oQueryDef)) out << line << '\n';
       }
