@@ -44,6 +44,7 @@ std::shared_ptr<TypedSimpleExpression> NegatedCopy(const TypedSimpleExpression& 
       break;
     case eEOIN:
       for (long lKey : oSource.ListItemKeys()) oCopy->MutableListItemKeys().Add(lKey, std::to_string(lKey));
+      oCopy->MutableListItemValues() = oSource.ListItemValues();
       break;
     default:
       oCopy->SetValue(oSource.Value());
@@ -149,6 +150,11 @@ enumQueryEngineError QuerySql::RelationshipToSql(TypedCompRelExpression& oRelExp
     s += " " + std::string(IN) + " " + "(" + std::string(SELECT) + sSelected + " " + std::string(nlFROM) + REL + " " +
          std::string(nlWHERE);
 
+    // The status term tests the trace itself, whatever its destination: with
+    // several destinations their OR stands in parentheses in front of it.
+    const bool bStatusTerm = bWithStatus && !bNotAll && oRelExpr.StatusType() != eSTAny;
+    const bool bGrouped = bStatusTerm && oRelExpr.DestProjStruSpecs().Count() > 1;
+    if (bGrouped) s += "(";
     bool bAnyDestination = false;
     for (const ProjStructSpecifier& oDest : oRelExpr.DestProjStruSpecs()) {
       const auto* pFound = oRelExpr.TypedComplexExpressions().Item(oDest.CorrectRelKey());
@@ -202,8 +208,9 @@ enumQueryEngineError QuerySql::RelationshipToSql(TypedCompRelExpression& oRelExp
     }
     // Without a destination there is no subquery to write.
     if (!bAnyDestination) return;
+    if (bGrouped) s += ")";
 
-    if (bWithStatus && !bNotAll) {
+    if (bStatusTerm) {
       if (oRelExpr.StatusType() == eSTSuspect) {
         s += " " + std::string(nlAND) + " " + REL + ".STATE" + std::string(EQ) + "1 ";
       } else if (oRelExpr.StatusType() == eSTNotSuspect) {

@@ -219,6 +219,13 @@ enumQueryEngineError QueryEngine::Fetch(enumQueryReturnTypes eQueryReturnType, e
       result = eQEEProjectNothing;
       return finish();
     }
+    // Tree order is the order of requirements' tags; discussions have none,
+    // and their answer would be empty without a word.
+    if (bRetainHierarchy && eQueryReturnType == eBTDiscussions) {
+      sErrorInfo = modMain::Message(14144);
+      result = eQEEInvalidBaseQueryType;
+      return finish();
+    }
     result = Validate_(true, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef,
                        bRetainHierarchy);
     raiseWorkFailure();

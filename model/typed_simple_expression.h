@@ -74,6 +74,7 @@ class TypedSimpleExpression {
   // Keeps its own copy of the caller's specifier.
   void SetProjStruSpec(const ProjStructSpecifier& oSpec) { oSpec.MakeCopy(oProjStruSpec_); }
   Collection<long>& MutableListItemKeys() { return cListItemKeys_; }
+  std::vector<Variant>& MutableListItemValues() { return aListItemValues_; }
 
   enumQueryEngineError ResolveForType(bool bStopOnErr, const std::shared_ptr<Project>& oProj,
                                       enumQueryLookupTypes eLookupType, enumReqQueryScope eScope,

@@ -146,6 +146,7 @@ constexpr std::array kCompiledTexts{
     CompiledEntry{14143,
                   "The query names more than %1 attributes, more than one statement can join: split it into "
                   "smaller queries."},
+    CompiledEntry{14144, "Discussions have no tree order: fetch them without retaining the hierarchy."},
 };
 
 constexpr bool AscendingNumbers() {

@@ -68,8 +68,26 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
     const long type = oExpr.AttrDataType();
     const bool isList = type == eADTList || type == eADTMultiSelectList;
     const bool isMulti = type == eADTMultiSelectList;
-    const bool bNot = oExpr.ExprNot();
-    const enumExpressionOperator eOp = oExpr.Operator();
+    bool bNot = oExpr.ExprNot();
+    enumExpressionOperator eOp = oExpr.Operator();
+    const bool noEntry =
+        (eOp == eEOEquals || eOp == eEONotEquals) &&
+        (oExpr.IsEdit() ? text::EqualsNoCase(oExpr.Value().ToText(), NO_ENTRY) : oExpr.ListItemKey() <= 0);
+    // "<>" with no entry asks for a value, and on a multi-select list for a
+    // requirement that doesn't hold the item: both the complement of "=".
+    if (eOp == eEONotEquals && (noEntry || isMulti)) {
+      eOp = eEOEquals;
+      bNot = !bNot;
+    }
+    // A negated item of a multi-select list is the negated In list of that
+    // one item: the requirements that don't hold it at all.
+    std::vector<long> keys;
+    if (eOp == eEOIN) {
+      for (long key : oExpr.ListItemKeys()) keys.push_back(key);
+    } else if (isMulti && bNot && !noEntry) {
+      eOp = eEOIN;
+      keys.push_back(oExpr.ListItemKey());
+    }
     const std::string view = DatabaseSchemaAndTable(&spec, std::string(VLATTRVALUESVIEW_) + oExpr.AttrKey());
     const std::string col = view + "." + (isList ? "LISTITEMID" : "FIELDVALUE");
     const std::string op = OperatorText(eOp);
@@ -104,10 +122,12 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
       std::vector<std::string> terms;
       bool hasNoEntry = false;
       if (isList) {
-        hasNoEntry = oExpr.ListItemKeys().Contains("0");
-        for (long key : oExpr.ListItemKeys()) {
+        for (long key : keys) {
           // The key 0 only marks that no entry is among the items.
-          if (key != 0) terms.push_back(col + std::string(EQ) + ExprValToSQL(oExpr, false, key));
+          if (key != 0)
+            terms.push_back(col + std::string(EQ) + ExprValueToSQL_(oExpr, Variant(key)));
+          else
+            hasNoEntry = true;
         }
       } else {
         // A free value: the attribute equals one of the items.
@@ -129,7 +149,7 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
         s += ")" + std::string(")") + " " + listNullTerm;
       }
     } else if (oExpr.IsEdit()) {
-      if (text::EqualsNoCase(oExpr.Value().ToText(), NO_ENTRY)) {
+      if (noEntry) {
         s += isNull;
       } else {
         s += op + ExprValToSQL(oExpr, false, 0);

@@ -3,6 +3,7 @@
 // a discussion's restriction admits, and responses are left out unless the
 // query speaks of them.
 #include "engine/mod_main.h"
+#include "model/text_util.h"
 #include "sql/query_sql.h"
 #include "sql/sql_vocabulary.h"
 
@@ -76,16 +77,23 @@ enumQueryEngineError QuerySql::CurrDiscSQLStatement_(long lDialect, std::string&
     const bool joinGroups = bRestrict || DiscJoinGroups;
     const std::string projectKey = ValueToSQL(Variant(oBaseProject_->Key()));
 
-    sSql += SELECT;
-    if (bCountOnly_) sSql += std::string(" ") + std::string(COUNT) + "(";
+    // A count counts the discussions, each once, whatever the joins repeat.
+    if (bCountOnly_) {
+      sSql += std::string(SELECT) + " " + std::string(COUNT) + "(*) " + std::string(FROM) + "(" + std::string(SELECT) +
+              std::string(DISTINCT);
+    } else {
+      sSql += SELECT;
+    }
     sSql += D + ".ID";
-    if (bCountOnly_) sSql += ")";
     sSql += nlFROM;
 
+    // The requirements of a discussion joined for a sort alone, by an outer
+    // join: a discussion without one stays.
+    const bool sortRequirements = DiscSortRequirements && !DiscJoinRequirements;
     if (!oracle) {
       if (joinUsers) sSql += " (";
       if (joinGroups) sSql += " (";
-      for (bool flag : {DiscJoinRequirements, DiscJoinRead, DiscJoinAuthors}) {
+      for (bool flag : {DiscJoinRequirements || sortRequirements, DiscJoinRead, DiscJoinAuthors}) {
         if (flag) sSql += "(";
       }
       sSql += " (" + D + " " + std::string(INNER) + std::string(JOIN) + PD + " " + std::string(nlON) + D +
@@ -97,6 +105,7 @@ enumQueryEngineError QuerySql::CurrDiscSQLStatement_(long lDialect, std::string&
       const auto leftJoin = [&](const std::string& table, const std::string& on) {
         sSql += " " + std::string(nlLEFT) + std::string(JOIN) + table + " " + std::string(nlON) + on + ") ";
       };
+      if (sortRequirements) leftJoin(DR, D + ".ID=" + DR + ".DISCUSSIONID");
       if (DiscJoinRead) leftJoin(READ, D + ".ID=" + READ + ".DISCUSSIONID");
       if (joinUsers) leftJoin(DU, D + ".ROOTID=" + DU + ".DISCUSSIONID");
       if (joinGroups) leftJoin(DG, D + ".ROOTID=" + DG + ".DISCUSSIONID");
@@ -115,13 +124,14 @@ enumQueryEngineError QuerySql::CurrDiscSQLStatement_(long lDialect, std::string&
       if (joinUsers) sSql += ", " + DU;
       if (joinGroups) sSql += ", " + DG;
       if (DiscJoinAuthors) sSql += ", " + U;
-      if (DiscJoinRequirements) sSql += ", " + DR;
+      if (DiscJoinRequirements || sortRequirements) sSql += ", " + DR;
       if (DiscJoinRead) sSql += ", " + READ;
       sSql += " " + std::string(nlWHERE) + D + ".ROOTID=" + PD + ".DISCUSSIONID";
       const std::string outer = " " + std::string(ORACLE_OUTER);
       const auto term = [&](const std::string& text) { sSql += " " + std::string(nlAND) + text; };
       if (!sCrit.empty()) term(" (" + sCrit + ") ");
       if (DiscJoinRequirements) term(D + ".ID=" + DR + ".DISCUSSIONID");
+      if (sortRequirements) term(D + ".ID=" + DR + ".DISCUSSIONID" + outer);
       if (DiscJoinRead) term(D + ".ID=" + READ + ".DISCUSSIONID" + outer);
       if (joinUsers) term(D + ".ROOTID=" + DU + ".DISCUSSIONID" + outer);
       if (joinGroups) term(D + ".ROOTID=" + DG + ".DISCUSSIONID" + outer);
@@ -139,20 +149,21 @@ enumQueryEngineError QuerySql::CurrDiscSQLStatement_(long lDialect, std::string&
     }
     if (!DiscIncludeResponses) sSql += " " + std::string(nlAND) + D + ".PARENTID" + "=0";
 
-    if (!bCountOnly_) {
-      if (sOrderBy.empty()) {
-        sSql += " " + std::string(nlGROUP_BY) + D + ".ID" + " " + std::string(nlORDER_BY) + D + ".ID";
-      } else {
-        std::string groupList = sGroupBy;
-        if (oracle) {
-          // Oracle groups by the NVL forms of the order: its list without DESC.
-          groupList = sOrderBy;
-          for (std::size_t at = groupList.find("DESC"); at != std::string::npos; at = groupList.find("DESC", at))
-            groupList.replace(at, 4, "    ");
-        }
-        sSql += " " + std::string(nlGROUP_BY) + D + ".ID" + ", " + groupList + " " + std::string(nlORDER_BY) +
-                sOrderBy;
+    if (bCountOnly_) {
+      sSql += ")" + std::string(oracle ? " " : " AS ") + "VLCOUNTEDITEMS";
+    } else if (sOrderBy.empty()) {
+      sSql += " " + std::string(nlGROUP_BY) + D + ".ID" + " " + std::string(nlORDER_BY) + D + ".ID";
+    } else {
+      std::string groupList = sGroupBy;
+      // Oracle groups by the NVL forms of the order: its list without DESC.
+      // The lowest value of what a discussion holds many of is no group.
+      if (oracle && sOrderBy.find(MIN) == std::string::npos) {
+        groupList = sOrderBy;
+        for (std::size_t at = groupList.find("DESC"); at != std::string::npos; at = groupList.find("DESC", at))
+          groupList.replace(at, 4, "    ");
       }
+      sSql += " " + std::string(nlGROUP_BY) + D + ".ID" + (text::TrimView(groupList).empty() ? "" : ", " + groupList) +
+              " " + std::string(nlORDER_BY) + sOrderBy;
     }
   });
   sSqlStatement = result == eQEENone ? std::move(sSql) : std::string();

@@ -30,9 +30,9 @@ void QuerySql::Reset() {
     cAttrViewKeys_.Clear();
     cSortViewKeys_.Clear();
     NeedsMinAggregate = JoinDiscussions = JoinUsers = JoinDocuments = false;
-    JoinPackageElements = JoinPackages = RelJoinDiscussions = false;
+    JoinPackageElements = JoinPackages = false;
     DiscJoinRequirements = DiscJoinRead = DiscJoinUsers = DiscJoinGroups = DiscJoinAuthors = false;
-    DiscIncludeResponses = IndirTraceRecordsWritten = false;
+    DiscIncludeResponses = DiscSortRequirements = IndirTraceRecordsWritten = false;
     bCountOnly_ = false;
     lDatabaseType_ = eDBTAccess;
     sSchemaName_.clear();

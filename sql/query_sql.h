@@ -83,13 +83,15 @@ class QuerySql {
   bool JoinDocuments = false;
   bool JoinPackageElements = false;
   bool JoinPackages = false;
-  bool RelJoinDiscussions = false;
   bool DiscJoinRequirements = false;
   bool DiscJoinRead = false;
   bool DiscJoinUsers = false;
   bool DiscJoinGroups = false;
   bool DiscJoinAuthors = false;
   bool DiscIncludeResponses = false;
+  // The discussion statement joins the requirements for a sort alone: an
+  // outer join, so that a discussion without one stays.
+  bool DiscSortRequirements = false;
   bool IndirTraceRecordsWritten = false;
   // The first failure of a statement that fills the closure or hierarchy work
   // tables since the last Reset. The operation that met it handled and
@@ -136,6 +138,8 @@ class QuerySql {
   std::string ValueToSQL(const Variant& value);
   std::string SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext);
   std::string ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr);
+  std::string MembershipExpressionToSQL_(const TypedSimpleExpression& oExpr, long K, bool N, enumExpressionOperator O);
+  std::string LocationExpressionToSQL_(const TypedSimpleExpression& oExpr, bool N, enumExpressionOperator O);
   std::string GetTimeSeparator_();
   bool IsTimeSpecified_(std::string_view sValue);
   bool AreSecondsSpecified_(std::string_view sValue);

@@ -52,11 +52,20 @@ enumQueryEngineError QuerySql::CurrReqSQLStatement_(long lDialect, std::string& 
     SortOrderToSQL(sOrderBy, sGroupBy, sSortErr);
 
     const bool aggregate = NeedsMinAggregate || JoinDiscussions;
+    // A count counts the requirements, each once, whatever the joins repeat.
+    // In tree order the count comes from the tree, and the statement only
+    // gives the hits.
+    const bool countDistinct = bCountOnly_ && !bRetainHierarchy_;
     sSql += SELECT;
-    if (bCountOnly_) sSql += std::string(" ") + std::string(COUNT) + "(";
-    else if (aggregate) sSql += std::string(" ") + std::string(MIN) + "(";
+    if (countDistinct) {
+      sSql += " " + std::string(COUNT) + "(*) " + std::string(FROM) + "(" + std::string(SELECT) + std::string(DISTINCT);
+    } else if (bCountOnly_) {
+      sSql += std::string(" ") + std::string(COUNT) + "(";
+    } else if (aggregate) {
+      sSql += std::string(" ") + std::string(MIN) + "(";
+    }
     sSql += REQ + ".ID";
-    if (bCountOnly_ || aggregate) sSql += ") ";
+    if ((bCountOnly_ && !countDistinct) || (!bCountOnly_ && aggregate)) sSql += ") ";
     sSql += nlFROM;
 
     // The sort views must exist before the statement names them.
@@ -83,16 +92,18 @@ enumQueryEngineError QuerySql::CurrReqSQLStatement_(long lDialect, std::string& 
         sSql += std::string(INNER) + std::string(JOIN) + D + " " + std::string(nlON) + DR + ".DISCUSSIONID=" + D +
                 ".ID" + ") ";
       }
+      // The packages are joined for a sort alone: by an outer join, so that
+      // a requirement without a package stays.
       if (JoinPackageElements) {
         const std::string PE = T(VLPACKAGEELEMENTS);
-        sSql += std::string(INNER) + std::string(JOIN) + PE + " " + std::string(nlON) + REQ + ".ID=" + PE +
+        sSql += std::string(nlLEFT) + std::string(JOIN) + PE + " " + std::string(nlON) + REQ + ".ID=" + PE +
                 ".REQUIREMENTID" + ") ";
       }
       if (JoinPackages) {
         const std::string PE = T(VLPACKAGEELEMENTS);
         const std::string P = T(VLPACKAGES);
-        sSql += std::string(INNER) + std::string(JOIN) + P + " " + std::string(nlON) + PE + ".PACKAGEID=" + P +
-                ".ID" + ") ";
+        sSql += std::string(nlLEFT) + std::string(JOIN) + P + " " + std::string(nlON) + PE + ".PACKAGEID=" + P + ".ID" +
+                ") ";
       }
       if (JoinUsers) {
         const std::string U = T(VLUSERS);
@@ -139,8 +150,12 @@ enumQueryEngineError QuerySql::CurrReqSQLStatement_(long lDialect, std::string& 
         term(REQ + ".ID=" + DR + ".REQUIREMENTID" + " " + std::string(nlAND) + DR + ".DISCUSSIONID=" + D + ".ID" +
              " " + std::string(nlAND) + D + ".STATUS " + std::string(NE) + "2");
       }
-      if (JoinPackageElements) term(REQ + ".ID=" + T(VLPACKAGEELEMENTS) + ".REQUIREMENTID");
-      if (JoinPackages) term(T(VLPACKAGEELEMENTS) + ".PACKAGEID=" + T(VLPACKAGES) + ".ID");
+      if (JoinPackageElements) {
+        term(REQ + ".ID=" + T(VLPACKAGEELEMENTS) + ".REQUIREMENTID" + " " + std::string(ORACLE_OUTER));
+      }
+      if (JoinPackages) {
+        term(T(VLPACKAGEELEMENTS) + ".PACKAGEID=" + T(VLPACKAGES) + ".ID" + " " + std::string(ORACLE_OUTER));
+      }
       if (JoinUsers) term(REQ + ".VERSIONUSERID=" + T(VLUSERS) + ".ID");
       if (JoinDocuments) term(REQ + ".BOOKMARKDOCUMENTID=" + T(VLDOCUMENTS) + ".ID" + " " + std::string(ORACLE_OUTER));
       const auto viewTerm = [&](const std::string& view) {
@@ -159,7 +174,9 @@ enumQueryEngineError QuerySql::CurrReqSQLStatement_(long lDialect, std::string& 
     if (result != eQEENone) return;
     if (!sRel.empty()) sSql += " " + std::string(nlAND) + sRel;
 
-    if (!bCountOnly_) {
+    if (countDistinct) {
+      sSql += ")" + std::string(oracle ? " " : " AS ") + "VLCOUNTEDITEMS";
+    } else if (!bCountOnly_) {
       if (aggregate) {
         sSql += " " + std::string(nlGROUP_BY);
         if (eReqQueryScope_ == eVLSProject) sSql += REQ + ".REQUIREMENTTYPEID" + ", ";

@@ -46,7 +46,18 @@ enumQueryEngineError QuerySql::SortOrderToSQL(std::string& sOrderBy, std::string
     const bool other = lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2;
     const std::string REQ = BaseTableAndSchema(VLREQUIREMENTS);
     bool anyTerm = false;
+    bool anyGroupTerm = false;
     bool tagSeen = false;
+    // A column of what an item holds many of (packages, the requirements,
+    // groups or users of a discussion) sorts by its lowest value, so that the
+    // item stays one row: the statement aggregates, and the column stays out
+    // of the GROUP BY.
+    bool lowestOfMany = false;
+    const auto lowest = [&](std::string column) {
+      lowestOfMany = true;
+      if (eQueryReturnType_ == eBTRequirements) NeedsMinAggregate = true;
+      return std::string(MIN) + "(" + column + ")";
+    };
 
     // The column of one sort expression; empty for none.
     const auto columnOf = [&](const TypedSimpleExpression& te) -> std::string {
@@ -130,18 +141,20 @@ enumQueryEngineError QuerySql::SortOrderToSQL(std::string& sOrderBy, std::string
           return col(VLREQUIREMENTS, "DOCUMENTPOSITION");
         case eSAKReqPackageKey:
           JoinPackageElements = true;
-          return col(VLPACKAGEELEMENTS, "PACKAGEID");
+          return lowest(col(VLPACKAGEELEMENTS, "PACKAGEID"));
         case eSAKReqPackageName:
           JoinPackageElements = true;
           JoinPackages = true;
-          return col(VLPACKAGES, "NAME");
+          return lowest(col(VLPACKAGES, "NAME"));
         case eSAKReqSuspectDateTime:
           return col(VLREQUIREMENTS, "SUSPECTDATETIME");
         case eSAKDiscSubject:
           return col(VLDISCUSSIONS, "SUBJECT");
         case eSAKDiscReqKey:
-          DiscJoinRequirements = true;
-          return col(VLDISCUSSIONREQUIREMENTS, "REQUIREMENTID");
+          // Criteria on the requirement join it for their filter; a sort
+          // alone keeps the discussions without one.
+          if (!DiscJoinRequirements) DiscSortRequirements = true;
+          return lowest(col(VLDISCUSSIONREQUIREMENTS, "REQUIREMENTID"));
         case eSAKDiscAuthor:
           DiscJoinAuthors = true;
           return col(VLUSERS, "FULLNAME");
@@ -153,14 +166,14 @@ enumQueryEngineError QuerySql::SortOrderToSQL(std::string& sOrderBy, std::string
           return col(VLDISCUSSIONS, "STATUS");
         case eSAKDiscGroupKey:
           DiscJoinGroups = true;
-          return col(VLDISCUSSIONGROUPS, "GROUPID");
+          return lowest(col(VLDISCUSSIONGROUPS, "GROUPID"));
         case eSAKDiscDiscussionKey:
           return col(VLDISCUSSIONS, "ID");
         case eSAKDiscSubmitDate:
           return col(VLDISCUSSIONS, "SUBMITDATETIME");
         case eSAKDiscUserKey:
           DiscJoinUsers = true;
-          return col(VLDISCUSSIONUSERS, "USERID");
+          return lowest(col(VLDISCUSSIONUSERS, "USERID"));
         default:
           return {};
       }
@@ -173,19 +186,21 @@ enumQueryEngineError QuerySql::SortOrderToSQL(std::string& sOrderBy, std::string
         if (!oToken || oToken->TokenType() != eTTTypedExpression) continue;
         const auto te = oToken->AsTypedSimpleExpression();
         if (!te) continue;
+        lowestOfMany = false;
         const std::string col = columnOf(*te);
         if (text::TrimView(col).empty()) continue;
-        if (anyTerm) {
-          sOrderBy += COMMA;
-          sGroupBy += COMMA;
-        }
+        if (anyTerm) sOrderBy += COMMA;
+        if (anyGroupTerm && !lowestOfMany) sGroupBy += COMMA;
         const long K = te->IsSystemAttr() && text::IsDecimalWhole(te->AttrKey()) ? std::stol(te->AttrKey()) : 0;
         const bool dateColumn = K == eSAKReqRevDateTime || K == eSAKReqSuspectDateTime || K == eSAKDiscSubmitDate;
         // Oracle puts NULL last in ascending order; -1 brings a missing value
         // first, as the other databases have it.
         if (lDatabaseType_ == eDBTOracle && !dateColumn) sOrderBy += "NVL(" + col + ", -1)" + " ";
         else sOrderBy += col + " ";
-        sGroupBy += col + " ";
+        if (!lowestOfMany) {
+          sGroupBy += col + " ";
+          anyGroupTerm = true;
+        }
         if (IsDescending(te->Value())) sOrderBy += " " + std::string(DESC) + " ";
         anyTerm = true;
       }
@@ -198,17 +213,14 @@ enumQueryEngineError QuerySql::SortOrderToSQL(std::string& sOrderBy, std::string
       const std::string type = REQ + ".REQUIREMENTTYPEID";
       if (anyTerm) {
         sOrderBy = (NeedsMinAggregate ? " MIN(" + type + ")" + " , " : type + ", ") + sOrderBy;
-        sGroupBy = type + ", " + sGroupBy;
       } else {
         sOrderBy = NeedsMinAggregate ? " MIN(" + type + ") " : type;
-        sGroupBy = type;
       }
-      anyTerm = true;
+      sGroupBy = anyGroupTerm ? type + ", " + sGroupBy : type;
+      anyTerm = anyGroupTerm = true;
     }
-    if (anyTerm) {
-      sOrderBy += COMMA;
-      sGroupBy += COMMA;
-    }
+    if (anyTerm) sOrderBy += COMMA;
+    if (anyGroupTerm) sGroupBy += COMMA;
     if (!tagSeen) {
       sOrderBy += " " + REQ + ".LONGTAGNUMBER ";
       sGroupBy += " " + REQ + ".LONGTAGNUMBER ";

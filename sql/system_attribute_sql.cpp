@@ -106,7 +106,156 @@ std::string Digits2(int value) { return (value < 10 ? "0" : "") + std::to_string
 
 }  // namespace
 
-std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext) {
+// A requirement holds any number of packages and discussions: a criterion on
+// them asks whether it holds one that meets the criterion. It is written as
+// membership of the requirement in a subquery, so that a requirement stands
+// once whatever it holds, "<>" and a negation mean that it holds none that
+// meets it, and "<NO ENTRY>" (or the key 0) that it holds none at all.
+std::string QuerySql::MembershipExpressionToSQL_(const TypedSimpleExpression& oExpr, long K, bool N,
+                                                 enumExpressionOperator O) {
+  const ProjStructSpecifier& spec = oExpr.ProjStruSpec();
+  const auto T = [&](std::string_view table) { return DatabaseSchemaAndTable(&spec, table); };
+  const bool oracle = lDatabaseType_ == eDBTOracle;
+  if (O == eEONotEquals) {
+    O = eEOEquals;
+    N = !N;
+  }
+  const bool packages = K == eSAKReqPackageKey || K == eSAKReqPackageName;
+  const std::string LINK = T(packages ? VLPACKAGEELEMENTS : VLDISCUSSIONREQUIREMENTS);
+  const std::string TARGET = T(packages ? VLPACKAGES : VLDISCUSSIONS);
+  const std::string linkKey = LINK + (packages ? ".PACKAGEID" : ".DISCUSSIONID");
+  const bool joinTarget = K == eSAKReqPackageName || K == eSAKReqDiscussionStatus;
+  // The rows of what a requirement holds, narrowed by a condition.
+  const auto subquery = [&](const std::string& condition) {
+    std::string sub = std::string(SELECT) + LINK + ".REQUIREMENTID " + std::string(FROM) + LINK;
+    if (joinTarget)
+      sub += oracle ? ", " + TARGET
+                    : " " + std::string(INNER) + std::string(JOIN) + TARGET + " " + std::string(ON) + linkKey +
+                          std::string(EQ) + TARGET + ".ID";
+    // Jet reads another project's tables from its file.
+    if (spec.DBTypeValue() == eDBTAccess && spec.IsExtProj()) {
+      sub += " " + std::string(IN) + " " + modMain::JetDatabasePathLiteral(spec.ExtProjFilePath(), ".MdB");
+    }
+    std::string where;
+    if (joinTarget && oracle) where = linkKey + std::string(EQ) + TARGET + ".ID";
+    if (!condition.empty()) where += (where.empty() ? "" : " " + std::string(AND)) + "(" + condition + ")";
+    if (!where.empty()) sub += " " + std::string(WHERE) + where;
+    return sub;
+  };
+  // The column a value is compared with, and the value as SQL.
+  const std::string column = K == eSAKReqPackageKey         ? linkKey
+                             : K == eSAKReqDiscussionKey    ? linkKey
+                             : K == eSAKReqDiscussionStatus ? TARGET + ".STATUS"
+                             : oracle                       ? std::string(UPPER) + "(" + TARGET + ".NAME)"
+                                                            : TARGET + ".NAME";
+  const auto literal = [&](const Variant& value) {
+    std::string text = ExprValueToSQL_(oExpr, value);
+    if (oracle && K == eSAKReqPackageName) text = text::Upper(text);
+    return text;
+  };
+  const auto isNone = [&](const Variant& value) {
+    return sqlconv::IsNoEntry(value) || (K != eSAKReqPackageName && value.IsWhole() && value.Whole() == 0);
+  };
+
+  // The terms: comparisons of what is held, and whether "none" is asked for.
+  std::vector<std::string> terms;
+  bool none = false;
+  if (O == eEOIN) {
+    if (oExpr.IsEdit()) {
+      for (const Variant& value : oExpr.ListItemValues()) {
+        if (isNone(value))
+          none = true;
+        else
+          terms.push_back(column + std::string(EQ) + literal(value));
+      }
+    } else {
+      for (long key : oExpr.ListItemKeys()) {
+        if (key == 0)
+          none = true;
+        else
+          terms.push_back(column + std::string(EQ) + " " + std::to_string(key));
+      }
+    }
+  } else {
+    const Variant value = oExpr.IsEdit() ? oExpr.Value() : Variant(oExpr.ListItemKey());
+    if (isNone(value)) {
+      none = true;
+    } else if (O == eEOBetween) {
+      terms.push_back(column + " " + std::string(BETWEEN) + literal(value) + " " + std::string(AND) +
+                      literal(oExpr.HighValue()));
+    } else {
+      std::string op;
+      switch (O) {
+        case eEOLike:
+        case eEOULike:
+          op = " " + std::string(LIKE);
+          break;
+        case eEOLessThan:
+          op = std::string(LT);
+          break;
+        case eEOLessThanOrEqual:
+          op = std::string(LE);
+          break;
+        case eEOGreaterThan:
+          op = std::string(GT);
+          break;
+        case eEOGreaterThanOrEqual:
+          op = std::string(GE);
+          break;
+        default:
+          op = std::string(EQ);
+          break;
+      }
+      terms.push_back(column + op + literal(value));
+    }
+  }
+  const std::string REQ = T(VLREQUIREMENTS) + ".ID ";
+  std::vector<std::string> tests;
+  if (!terms.empty()) {
+    tests.push_back(REQ + std::string(IN) + "(" + subquery(sqlconv::JoinInTerms(terms, " " + std::string(OR))) + ")");
+  }
+  if (none) tests.push_back(REQ + std::string(NOT) + std::string(IN) + "(" + subquery({}) + ")");
+  std::string positive = tests.size() == 1 ? tests[0] : "(" + tests[0] + " " + std::string(OR) + tests[1] + ")";
+  return N ? " (" + std::string(NOT) + "(" + positive + "))" : " (" + positive + ")";
+}
+
+// The document of a requirement, where the database itself (the key 0, or no
+// value at all) stands for no document. "<>" and a negation are the complement
+// of what the list names, a requirement without a document included.
+std::string QuerySql::LocationExpressionToSQL_(const TypedSimpleExpression& oExpr, bool N, enumExpressionOperator O) {
+  const std::string COL = DatabaseSchemaAndTable(&oExpr.ProjStruSpec(), VLREQUIREMENTS) + ".BOOKMARKDOCUMENTID";
+  if (O == eEONotEquals) {
+    O = eEOEquals;
+    N = !N;
+  }
+  std::vector<long> keys;
+  if (O == eEOIN) {
+    for (long key : oExpr.ListItemKeys()) keys.push_back(key);
+  } else {
+    keys.push_back(oExpr.ListItemKey());
+  }
+  std::vector<std::string> terms;
+  bool database = false;
+  for (long key : keys) {
+    if (key > 0) {
+      terms.push_back(COL + std::string(EQ) + " " + std::to_string(key));
+    } else {
+      database = true;
+      terms.push_back("(" + COL + " " + std::string(IS) + std::string(NULL_) + " " + std::string(OR) + COL +
+                      std::string(EQ) + " 0)");
+    }
+  }
+  const std::string positive =
+      terms.size() == 1 ? terms[0] : "(" + sqlconv::JoinInTerms(terms, " " + std::string(nlOR)) + ")";
+  if (!N) return " " + positive;
+  // A comparison with a document is unknown where there is none; the
+  // complement takes such a requirement in unless the list names the database.
+  const std::string negated = std::string(NOT) + (positive.front() == '(' ? positive : "(" + positive + ")");
+  if (database) return " (" + negated + ")";
+  return " (" + negated + " " + std::string(OR) + COL + " " + std::string(IS) + std::string(NULL_) + ")";
+}
+
+std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext /*eContext*/) {
   std::string S;
   modMain::HandleAndLeave("QuerySql.SystemAttrExpressionToSQL", [&] {
     constexpr std::string_view source = "QuerySql.SystemAttrExpressionToSQL";
@@ -120,6 +269,22 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
     if ((K == eSAKReqRootTagNbr || K == eSAKReqIsDocTextCurrent) && O == eEONotEquals) {
       O = eEOEquals;
       N = !N;
+    }
+    if (oExpr.BaseType() == eBTRequirements) {
+      switch (K) {
+        case eSAKReqDiscussionKey:
+        case eSAKReqDiscussionStatus:
+        case eSAKReqPackageKey:
+        case eSAKReqPackageName:
+          S = MembershipExpressionToSQL_(oExpr, K, N, O);
+          return;
+        case eSAKReqLocationName:
+        case eSAKReqLocationKey:
+          S = LocationExpressionToSQL_(oExpr, N, O);
+          return;
+        default:
+          break;
+      }
     }
     // The root tag number's column for a dotted number: the leading levels
     // compare by "=", the column of the last level is left for the operator.
@@ -260,22 +425,6 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
             caseBlind = column->caseBlind;
             isDate = column->isDate;
             if (O != eEOIN) S += " " + COL;
-            switch (K) {
-              case eSAKReqDiscussionKey:
-              case eSAKReqDiscussionStatus:
-                if (eContext == eContextBase) JoinDiscussions = true;
-                else if (eContext == eContextRelDest) RelJoinDiscussions = true;
-                break;
-              case eSAKReqPackageKey:
-                JoinPackageElements = true;
-                break;
-              case eSAKReqPackageName:
-                JoinPackageElements = true;
-                JoinPackages = true;
-                break;
-              default:
-                break;
-            }
           }
           break;
       }

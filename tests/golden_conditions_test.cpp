@@ -105,17 +105,30 @@ TEST_F(GoldenConditions, SystemAttributes) {
       {"3", "PROJ1.", "Reason = abc", " UPPER(PROJ1.VLREQUIREMENTS.VERSIONREASON)= 'ABC'"},
       {"3", "PROJ1.", "Reason <> abc",
        " ( UPPER(PROJ1.VLREQUIREMENTS.VERSIONREASON)<> 'ABC'\r\nOR UPPER(PROJ1.VLREQUIREMENTS.VERSIONREASON) IS NULL)"},
-      {"1", "", "Reason <> abc",
-       " ( VLREQUIREMENTS.VERSIONREASON<> 'abc'\r\nOR VLREQUIREMENTS.VERSIONREASON IS NULL)"},
-      // The database as location: an IS test, three blanks, no test for 0.
-      {"1", "", "Location = DATABASE", " VLREQUIREMENTS.BOOKMARKDOCUMENTID IS   NULL"},
+      {"1", "", "Reason <> abc", " ( VLREQUIREMENTS.VERSIONREASON<> 'abc'\r\nOR VLREQUIREMENTS.VERSIONREASON IS NULL)"},
+      // The database as location is no document: no value, or the key 0.
+      {"1", "", "Location = DATABASE",
+       " (VLREQUIREMENTS.BOOKMARKDOCUMENTID IS NULL OR VLREQUIREMENTS.BOOKMARKDOCUMENTID= 0)"},
       {"1", "", "Location = Manual", " VLREQUIREMENTS.BOOKMARKDOCUMENTID= 7"},
-      // In with the database: IS tests, wrapped so that 0 passes as well.
       {"1", "", "Location In DATABASE, Manual",
-       " ((( VLREQUIREMENTS.BOOKMARKDOCUMENTID IS   NULL) \r\nOR ( VLREQUIREMENTS.BOOKMARKDOCUMENTID= 7))"
-       "\r\nOR VLREQUIREMENTS.BOOKMARKDOCUMENTID = 0 )"},
-      // In under NOT: each item negated, joined by AND, no outer NOT.
-      {"1", "", "Not Location In Manual", "(( NOT  VLREQUIREMENTS.BOOKMARKDOCUMENTID= 7))"},
+       " ((VLREQUIREMENTS.BOOKMARKDOCUMENTID IS NULL OR VLREQUIREMENTS.BOOKMARKDOCUMENTID= 0) \r\n"
+       "OR VLREQUIREMENTS.BOOKMARKDOCUMENTID= 7)"},
+      // The complement takes a requirement without a document in, unless the
+      // list names the database.
+      {"1", "", "Not Location In Manual",
+       " (NOT (VLREQUIREMENTS.BOOKMARKDOCUMENTID= 7) OR VLREQUIREMENTS.BOOKMARKDOCUMENTID IS NULL)"},
+      {"1", "", "Location <> DATABASE",
+       " (NOT (VLREQUIREMENTS.BOOKMARKDOCUMENTID IS NULL OR VLREQUIREMENTS.BOOKMARKDOCUMENTID= 0))"},
+      // What a requirement holds many of is a membership test.
+      {"1", "", "PackageKey In 1, 2",
+       " (VLREQUIREMENTS.ID IN (SELECT VLPACKAGEELEMENTS.REQUIREMENTID FROM VLPACKAGEELEMENTS WHERE "
+       "(VLPACKAGEELEMENTS.PACKAGEID= 1 OR VLPACKAGEELEMENTS.PACKAGEID= 2)))"},
+      {"3", "PROJ1.", "Not PackageName Like \"a%\"",
+       " (NOT (PROJ1.VLREQUIREMENTS.ID IN (SELECT PROJ1.VLPACKAGEELEMENTS.REQUIREMENTID FROM "
+       "PROJ1.VLPACKAGEELEMENTS, PROJ1.VLPACKAGES WHERE PROJ1.VLPACKAGEELEMENTS.PACKAGEID=PROJ1.VLPACKAGES.ID AND "
+       "(UPPER(PROJ1.VLPACKAGES.NAME) LIKE  'A%'))))"},
+      {"1", "", "PackageKey = 0",
+       " (VLREQUIREMENTS.ID NOT IN (SELECT VLPACKAGEELEMENTS.REQUIREMENTID FROM VLPACKAGEELEMENTS))"},
       // No entry on a name: NOT around an IS NULL test; on SQL Server the
       // empty text counts too, inside the same NOT.
       {"1", "", "Name <> \"<NO ENTRY>\"", " NOT  ( VLREQUIREMENTS.REQUIREMENTNAME IS  NULL)"},
@@ -180,7 +193,8 @@ TEST_F(GoldenConditions, SystemAttributes) {
       {"1", "", "RootTag# In 1.2, 3",
        "(( (  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >9, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10)), -1)=1 AND "
        "  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >19, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 11, 10)), -1)= 2))"
-       " \r\nOR ( (  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >9, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10)), -1)= 3)))"},
+       " \r\nOR ( (  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >9, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10)), -1)= "
+       "3)))"},
       {"1", "", "Name In a, \"<NO ENTRY>\"",
        "(( VLREQUIREMENTS.REQUIREMENTNAME= 'a') \r\nOR ( VLREQUIREMENTS.REQUIREMENTNAME IS   NULL))"},
       // The tag in capitals; an empty author is 0.

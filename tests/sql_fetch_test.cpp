@@ -152,8 +152,8 @@ TEST_F(SqlFetch, ListAttribute) {
       {"Not Priority = High", {2, 3}},
       {"Priority = \"<NO ENTRY>\"", {4}},
       {"Not Priority = \"<no entry>\"", {1, 2, 3, 5}},
-      // A list writes no entry as an IS NULL test whatever the operator.
-      {"Priority <> \"<NO ENTRY>\"", {4}},
+      // "<>" no entry asks for a value.
+      {"Priority <> \"<NO ENTRY>\"", {1, 2, 3, 5}},
       {"Priority In High, Medium", {1, 2, 5}},
       {"Priority In High, \"<NO ENTRY>\"", {1, 4, 5}},
       {"Not Priority In High, Medium", {3, 4}},
@@ -165,7 +165,9 @@ TEST_F(SqlFetch, MultiSelectListAttribute) {
   // A requirement passes if one of its items does; it comes back once.
   CheckCriteria({
       {"Tags = Red", {1, 3}},
-      {"Tags <> Red", {1, 2, 5}},
+      // "<>" an item: not holding it at all.
+      {"Tags <> Red", {2, 4, 5}},
+      {"Not Tags = Red", {2, 4, 5}},
       {"Tags = \"<NO ENTRY>\"", {4}},
       {"Tags In Red, Green", {1, 2, 3, 5}},
       {"Tags In Blue, \"<NO ENTRY>\"", {1, 4, 5}},
@@ -279,9 +281,11 @@ TEST_F(SqlFetch, SystemAttributes) {
       {"Author <> Ann", {2, 4, 5}},
       {"Not Author In Ann", {2, 4, 5}},
       {"Location = Manual", {1}},
-      {"Location = DATABASE", {4}},
+      // The database is no document: the key 0 or no value at all.
+      {"Location = DATABASE", {2, 4, 5}},
+      {"Location <> DATABASE", {1, 3}},
       {"Location In DATABASE, Plan", {2, 3, 4, 5}},
-      {"Not Location In Manual, Plan", {2, 5}},
+      {"Not Location In Manual, Plan", {2, 4, 5}},
       {"DateTime = 4/5/2003", {1, 2, 5}},
       {"DateTime = \"4/5/2003 13:07\"", {1, 5}},
       {"DateTime = \"4/5/2003 13:07:09\"", {1}},

@@ -141,8 +141,9 @@ TEST_F(SqlSortOrder, SystemAttributeColumnsAndTheirJoins) {
       {"LocationKey Order Asc", "VLREQUIREMENTS.BOOKMARKDOCUMENTID", "VLREQUIREMENTS.BOOKMARKDOCUMENTID"},
       {"Location Order Asc", "VLDOCUMENTS.NAME", "VLDOCUMENTS.NAME"},
       {"DocPosition Order Asc", "VLREQUIREMENTS.DOCUMENTPOSITION", "VLREQUIREMENTS.DOCUMENTPOSITION"},
-      {"PackageKey Order Asc", "VLPACKAGEELEMENTS.PACKAGEID", "VLPACKAGEELEMENTS.PACKAGEID"},
-      {"PackageName Order Asc", "VLPACKAGES.NAME", "VLPACKAGES.NAME"},
+      // A requirement holds many packages: it sorts by the lowest.
+      {"PackageKey Order Asc", "MIN(VLPACKAGEELEMENTS.PACKAGEID)", "MIN(VLPACKAGEELEMENTS.PACKAGEID)"},
+      {"PackageName Order Asc", "MIN(VLPACKAGES.NAME)", "MIN(VLPACKAGES.NAME)"},
       {"SuspectDateTime Order Asc", "VLREQUIREMENTS.SUSPECTDATETIME", "VLREQUIREMENTS.SUSPECTDATETIME"},
   };
   for (const Row& row : rows) {
