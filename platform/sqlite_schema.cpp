@@ -7,7 +7,7 @@
 
 #include "model/text_util.h"
 #include "platform/sqlite_connection.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 
 namespace vlq::platform {
 namespace schema {

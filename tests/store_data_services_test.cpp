@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/sqlite_connection.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 #include "store_fixture.h"
 
@@ -203,7 +203,7 @@ TEST_F(StoreDataServices, OpenSchemaListsTheColumnsOfTablesAndViews) {
 // the other reads, a reader isn't held up by a writer, and a writer waits for
 // the other's write lock instead of failing.
 TEST_F(StoreDataServices, TwoConnectionsShareTheFile) {
-  auto other = platform::SqliteProjectManager::Create()->Open(store_.File())->GetDataServices("");
+  auto other = platform::StoreProjectManager::Create()->Open(store_.File())->GetDataServices("");
   long rows = 0;
   data_->Execute("INSERT INTO VLTRACETABLEINDIR (ID, SESSIONID) VALUES (1, 100)", rows);
   EXPECT_EQ(other->Execute("SELECT ID FROM VLTRACETABLEINDIR WHERE SESSIONID = 100", rows)->GetRows()[0].size(), 1u);

@@ -10,7 +10,7 @@
 
 #include "model/text_util.h"
 #include "platform/jet_dialect.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 #include "store_fixture.h"
 
