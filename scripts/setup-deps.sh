@@ -4,7 +4,8 @@
 # and fails.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev)
+packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev
+          libpq-dev postgresql)
 
 missing=()
 for package in "${packages[@]}"; do
@@ -24,5 +25,11 @@ fi
 
 echo "setup-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
+# The tests start servers of their own (scripts/pg-test-server.sh); the
+# package's own cluster, which would run as a service, is not made.
+if [ ! -e /etc/postgresql-common/createcluster.conf ]; then
+  mkdir -p /etc/postgresql-common
+  echo "create_main_cluster = false" >/etc/postgresql-common/createcluster.conf
+fi
 apt-get update -q
-apt-get install -y -q --no-install-recommends "${missing[@]}"
+apt-get install -y -q --no-install-recommends -o Dpkg::Options::=--force-confold "${missing[@]}"
