@@ -163,9 +163,19 @@ Failure PgFailure(const ::pg_result* result, const ::pg_conn* conn, std::string_
                   std::string_view statement) {
   std::string sqlstate;
   std::string description;
+  long number = 0;
   if (result) {
     const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
     if (state) sqlstate = state;
+    // Two sessions creating an object of one name at once: the one that waited
+    // for the other finds the name taken in the catalogue's unique index, not
+    // as an object that exists. It is the same case for whoever created it.
+    const char* constraint = PQresultErrorField(result, PG_DIAG_CONSTRAINT_NAME);
+    if (sqlstate == "23505" && constraint &&
+        (std::string_view(constraint) == "pg_type_typname_nsp_index" ||
+         std::string_view(constraint) == "pg_class_relname_nsp_index")) {
+      number = kFailureObjectExists;
+    }
     const char* primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
     description = primary ? primary : TrimmedMessage(PQresultErrorMessage(result));
     for (const int field : {PG_DIAG_MESSAGE_DETAIL, PG_DIAG_MESSAGE_HINT}) {
@@ -180,7 +190,7 @@ Failure PgFailure(const ::pg_result* result, const ::pg_conn* conn, std::string_
     description += "\nStatement: ";
     description += statement;
   }
-  return Failure(PgFailureNumber(sqlstate), std::string(source), std::move(description));
+  return Failure(number ? number : PgFailureNumber(sqlstate), std::string(source), std::move(description));
 }
 
 // ---- PgResult -----------------------------------------------------------------------

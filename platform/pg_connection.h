@@ -118,7 +118,9 @@ class PgConnection {
 
 // The Failure of a failed result (or, without one, of the connection's last
 // error): the number of its SQLSTATE, the source, and the server's message
-// with its detail and hint, the state, and the statement.
+// with its detail and hint, the state, and the statement. A name taken in the
+// catalogue's unique index (two sessions creating one view at once) is an
+// object that exists, too.
 Failure PgFailure(const ::pg_result* result, const ::pg_conn* conn, std::string_view source,
                   std::string_view statement);
 

@@ -26,6 +26,13 @@ StoreExtProject::StoreExtProject(Row row, std::string_view referringLocation,
                                  std::weak_ptr<StoreProjectManager> manager, std::string userName)
     : row_(std::move(row)), manager_(std::move(manager)), userName_(std::move(userName)) {
   location_ = ReferencedLocation(referringLocation, row_.Path, row_.FileName);
+  if (!location_.empty()) {
+    try {
+      identity_ = LocationIdentity(location_);
+    } catch (const Failure&) {
+      identity_.clear();
+    }
+  }
   fileName_ = row_.FileName;
   if (IsServerLocation(location_)) {
     const ServerLocation server = ParseServerLocation(location_);
@@ -62,14 +69,9 @@ std::shared_ptr<Project> StoreExtProject::Open() {
 }
 
 std::shared_ptr<Project> StoreExtProject::GetProject() const {
-  if (location_.empty()) return nullptr;
   auto manager = manager_.lock();
-  if (!manager) return nullptr;
-  try {
-    return manager->FindOpen(LocationIdentity(location_));
-  } catch (const Failure&) {
-    return nullptr;
-  }
+  if (identity_.empty() || !manager) return nullptr;
+  return manager->FindOpen(identity_);
 }
 
 std::shared_ptr<ExtProject> StoreExtProjects::Item(std::string_view value, ItemLookupKind kind) const {

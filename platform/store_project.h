@@ -68,6 +68,7 @@ class StoreExtProject : public ExtProject {
  private:
   Row row_;
   std::string location_;
+  std::string identity_;  // of the location; empty when it can't be told
   std::string path_;
   std::string fileName_;
   std::weak_ptr<StoreProjectManager> manager_;

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <random>
+#include <thread>
 #include <string>
 #include <vector>
 
@@ -240,6 +242,38 @@ TEST_F(ServerProject, FailuresCarryTheNumbersTheEngineReactsTo) {
   data_->Execute("SET default_transaction_read_only = on", affected);
   ExpectFailure("INSERT INTO VLGROUPS (ID, NAME) VALUES (5, 'x')", platform::kFailureNoPermission, "25006");
   data_->Execute("SET default_transaction_read_only = off", affected);
+}
+
+// Another session creates a view and keeps its transaction open; this one,
+// creating the same view, waits for it and then finds the name taken. For the
+// engine that is a view that exists, as if it had come first.
+TEST_F(ServerProject, TwoSessionsCreatingOneViewAtOnceBothFindItThere) {
+  auto other = StoreProjectManager::Create();
+  auto otherData = other->Open(schema_->Uri())->GetDataServices("");
+  const std::string backend = FirstColumn(*data_, "SELECT pg_backend_pid()").at(0);
+  const std::string view = "CREATE VIEW VLATTRVALUESSORTVIEW_1 AS SELECT 1 AS ONE";
+  long affected = 0;
+  otherData->Execute("BEGIN", affected);
+  otherData->Execute(view, affected);
+  long number = 0;
+  std::thread creator([&] {
+    long rows = 0;
+    try {
+      data_->Execute(view, rows);
+    } catch (const Failure& f) {
+      number = f.Number();
+    }
+  });
+  for (int i = 0; i < 3000 && schema_->Exec("SELECT 1 FROM pg_stat_activity WHERE pid = $1 AND wait_event_type = "
+                                            "'Lock'",
+                                            {backend})
+                                      .RowCount() == 0;
+       ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  otherData->Execute("COMMIT", affected);
+  creator.join();
+  EXPECT_EQ(number, platform::kFailureObjectExists);
 }
 
 TEST_F(ServerProject, GetRowsTellsNullsAndTypesApart) {
