@@ -83,7 +83,8 @@ std::string CaseBlindTextSchema(PgConnection& connection) {
 }
 
 // The statements that add the missing tables, columns and indexes.
-std::vector<std::string> PlanStructure(const Objects& objects, std::string_view schema, std::string_view textSchema) {
+std::vector<std::string> PlanStructure(const Objects& objects, std::string_view schema, std::string_view textSchema,
+                                       bool bIndexes) {
   std::vector<std::string> plan;
   const std::string qualifier = PgQuoted(schema) + ".";
   for (const schema::TableDef& table : schema::Tables()) {
@@ -105,7 +106,7 @@ std::vector<std::string> PlanStructure(const Objects& objects, std::string_view 
     }
   }
   for (const schema::IndexDef& index : schema::Indexes()) {
-    if (objects.count(std::string(index.Name))) continue;
+    if (!bIndexes || objects.count(std::string(index.Name))) continue;
     auto table = objects.find(std::string(index.Table));
     if (table != objects.end() && !IsTable(table->second)) continue;
     plan.push_back("CREATE INDEX " + std::string(index.Name) + " ON " + qualifier + std::string(index.Table) + " (" +
@@ -186,13 +187,14 @@ std::string PgAttrViewSql(std::string_view schema, std::string_view textSchema, 
          "VLUSERDEFINEDFIELDVALUES AS F WHERE F.FIELDID = " + key;
 }
 
-std::string EnsurePgSchema(PgConnection& connection, std::string_view schema, bool bCreateSchema) {
+std::string EnsurePgSchema(PgConnection& connection, std::string_view schema, PgSchemaWork work) {
+  const bool bComplete = work != PgSchemaWork::CreateTables;
   // Most opens find everything in place: look first without the lock.
   std::string textSchema = CaseBlindTextSchema(connection);
   if (!textSchema.empty() && PgSchemaOid(connection, schema) != 0) {
     const Objects objects = ReadObjects(connection, schema);
-    if (PlanStructure(objects, schema, textSchema).empty() &&
-        PlanViews(connection, objects, schema, textSchema).empty()) {
+    if (PlanStructure(objects, schema, textSchema, bComplete).empty() &&
+        (!bComplete || PlanViews(connection, objects, schema, textSchema).empty())) {
       return textSchema;
     }
   }
@@ -200,7 +202,7 @@ std::string EnsurePgSchema(PgConnection& connection, std::string_view schema, bo
   return InTransaction(connection, [&] {
     connection.Exec(kSchemaWorkLock, kEnsureSource);
     if (PgSchemaOid(connection, schema) == 0) {
-      if (!bCreateSchema) {
+      if (work == PgSchemaWork::Complete) {
         throw Failure(kFailureItemNotFound, kEnsureSource,
                       "The database has no schema \"" + std::string(schema) + "\" for the project");
       }
@@ -211,11 +213,13 @@ std::string EnsurePgSchema(PgConnection& connection, std::string_view schema, bo
       textSchema = PgSchemaOid(connection, "public") != 0 ? "public" : std::string(schema);
       connection.Exec("CREATE EXTENSION citext WITH SCHEMA " + PgQuoted(textSchema), kEnsureSource);
     }
-    for (const std::string& sql : PlanStructure(ReadObjects(connection, schema), schema, textSchema)) {
+    for (const std::string& sql : PlanStructure(ReadObjects(connection, schema), schema, textSchema, bComplete)) {
       connection.Exec(sql, kEnsureSource);
     }
-    for (const std::string& sql : PlanViews(connection, ReadObjects(connection, schema), schema, textSchema)) {
-      connection.Exec(sql, kEnsureSource);
+    if (bComplete) {
+      for (const std::string& sql : PlanViews(connection, ReadObjects(connection, schema), schema, textSchema)) {
+        connection.Exec(sql, kEnsureSource);
+      }
     }
     return textSchema;
   });
@@ -264,7 +268,7 @@ void CreateServerProject(const ServerLocation& location, const NewProjectInfo& i
     if (PgSchemaHoldsProject(*connection, location.Schema)) {
       throw Failure(kFailureObjectExists, kSource, "The schema " + location.Schema + " holds a project already");
     }
-    EnsurePgSchema(*connection, location.Schema, true);
+    EnsurePgSchema(*connection, location.Schema, PgSchemaWork::CreateComplete);
     connection->Exec("INSERT INTO " + PgQuoted(location.Schema) + ".VLPROJECT (ID, GUID, PREFIX, NAME) VALUES ($1, $2, $3, $4)",
                      kSource,
                      {std::to_string(info.Key), info.GUID.empty() ? schema::NewGuid() : info.GUID, info.Prefix,

@@ -34,13 +34,21 @@ namespace vlq::platform {
 
 class PgConnection;
 
+enum class PgSchemaWork {
+  Complete,        // the schema must exist; everything that is missing in it
+  CreateComplete,  // the schema too, where it is missing
+  CreateTables,    // the schema where it is missing, its tables and columns, but
+                   // no indexes and views yet: for loading rows in bulk
+};
+
 // Creates in the schema whatever of the project's schema is missing (tables,
-// columns, indexes, the attribute view of every attribute) and changes nothing
-// that is there; with bCreateSchema the schema itself too, else it must exist.
-// Works in a transaction of its own, or in the caller's when one is open,
-// under a lock that keeps two processes from doing the same at once. Gives the
-// schema of the case-blind text type. Throws Failure.
-std::string EnsurePgSchema(PgConnection& connection, std::string_view schema, bool bCreateSchema = false);
+// columns, indexes, the attribute view of every attribute; see PgSchemaWork)
+// and changes nothing that is there. Works in a transaction of its own, or in
+// the caller's when one is open, under a lock that keeps two processes from
+// doing the same at once. Gives the schema of the case-blind text type.
+// Throws Failure.
+std::string EnsurePgSchema(PgConnection& connection, std::string_view schema,
+                           PgSchemaWork work = PgSchemaWork::Complete);
 
 // True when the schema exists and holds a table VLPROJECT.
 bool PgSchemaHoldsProject(PgConnection& connection, std::string_view schema);

@@ -370,7 +370,9 @@ void WriteServer(PgConnection& connection, const std::vector<Node>& nodes, const
     for (const Node& node : nodes) {
       const std::string schema = ParseServerLocation(node.Target).Schema;
       if (PgSchemaOid(connection, schema) != 0) DropPgProjectTables(connection, schema);
-      EnsurePgSchema(connection, schema, true);
+      // Rows load faster into tables without indexes; the indexes and the
+      // attribute views follow the rows.
+      EnsurePgSchema(connection, schema, PgSchemaWork::CreateTables);
       for (const schema::TableDef& table : schema::Tables()) {
         if (table.WorkTable) continue;
         connection.CopyIn("COPY " + PgQuoted(schema) + "." + std::string(table.Name) + " (" + ColumnList(table) +
@@ -385,8 +387,12 @@ void WriteServer(PgConnection& connection, const std::vector<Node>& nodes, const
                             });
                           });
       }
-      // The attribute views, now that the attributes are there.
       EnsurePgSchema(connection, schema);
+      // The planner's statistics, so that the first queries on the copy don't
+      // take it for empty.
+      for (const schema::TableDef& table : schema::Tables()) {
+        connection.Exec("ANALYZE " + PgQuoted(schema) + "." + std::string(table.Name), kSource);
+      }
     }
     connection.Exec("COMMIT", kSource);
   } catch (...) {
