@@ -102,6 +102,8 @@ std::optional<DateSerial> ParseDateTime(std::string_view text, bool bDate, bool 
   return DateSerial{serial->serial + (serial->serial < 0 ? -seconds : seconds)};
 }
 
+void IgnoreNotice(void*, const char*) {}
+
 std::string TrimmedMessage(const char* message) {
   std::string out = message ? message : "";
   while (!out.empty() && (out.back() == '\n' || out.back() == ' ')) out.pop_back();
@@ -111,8 +113,7 @@ std::string TrimmedMessage(const char* message) {
 }  // namespace
 
 long PgFailureNumber(std::string_view sqlstate) {
-  if (sqlstate == "42P07" || sqlstate == "42710" || sqlstate == "42P06" || sqlstate == "42723" ||
-      sqlstate == "42P04") {
+  if (sqlstate == "42P07" || sqlstate == "42710" || sqlstate == "42P06" || sqlstate == "42723" || sqlstate == "42P04") {
     return kFailureObjectExists;
   }
   if (sqlstate == "42501" || sqlstate == "25006") return kFailureNoPermission;
@@ -219,9 +220,9 @@ std::int64_t PgResult::Whole(int row, int column) const { return ParseWhole(Text
 
 Variant PgResult::Value(int row, int column) const {
   if (IsNull(row, column)) return Variant::Null();
-  return PgCellValue(PQftype(result_, column),
-                     std::string_view(PQgetvalue(result_, row, column),
-                                      static_cast<std::size_t>(PQgetlength(result_, row, column))));
+  return PgCellValue(
+      PQftype(result_, column),
+      std::string_view(PQgetvalue(result_, row, column), static_cast<std::size_t>(PQgetlength(result_, row, column))));
 }
 
 // ---- PgConnection -------------------------------------------------------------------
@@ -234,14 +235,13 @@ std::shared_ptr<PgConnection> PgConnection::Open(const std::string& connectionUr
   if (!conn || PQstatus(conn) != CONNECTION_OK) {
     Failure f(PgFailureNumber(kPgCantConnect), std::string(source),
               "Can't connect to the server of " + connectionUri + ": " +
-                  TrimmedMessage(conn ? PQerrorMessage(conn) : "out of memory") + " (SQLSTATE " + kPgCantConnect +
-                  ")");
+                  TrimmedMessage(conn ? PQerrorMessage(conn) : "out of memory") + " (SQLSTATE " + kPgCantConnect + ")");
     PQfinish(conn);
     throw f;
   }
   // Notices (an object dropped that wasn't there, say) are no concern of the
   // user's; libpq would print them on standard error.
-  PQsetNoticeProcessor(conn, [](void*, const char*) {}, nullptr);
+  PQsetNoticeProcessor(conn, IgnoreNotice, nullptr);
   std::shared_ptr<PgConnection> connection(new PgConnection(conn));
   connection->Exec(
       "SELECT set_config('DateStyle', 'ISO, YMD', false), set_config('TimeZone', 'UTC', false), "
@@ -261,8 +261,8 @@ PgResult PgConnection::Exec(std::string_view sql, std::string_view source, const
   std::vector<const char*> values;
   values.reserve(params.size());
   for (const auto& p : params) values.push_back(p ? p->c_str() : nullptr);
-  PgResult result(PQexecParams(conn_, text.c_str(), static_cast<int>(values.size()), nullptr, values.data(), nullptr,
-                               nullptr, 0));
+  PgResult result(
+      PQexecParams(conn_, text.c_str(), static_cast<int>(values.size()), nullptr, values.data(), nullptr, nullptr, 0));
   if (!result.Handle()) ThrowLast(source, text);
   const ExecStatusType status = PQresultStatus(result.Handle());
   if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) return result;
@@ -289,8 +289,8 @@ void PgConnection::ForEachRow(std::string_view sql, std::string_view source, con
   const std::string text(sql);
   std::vector<const char*> values;
   for (const auto& p : params) values.push_back(p ? p->c_str() : nullptr);
-  if (!PQsendQueryParams(conn_, text.c_str(), static_cast<int>(values.size()), nullptr, values.data(), nullptr,
-                         nullptr, 0) ||
+  if (!PQsendQueryParams(conn_, text.c_str(), static_cast<int>(values.size()), nullptr, values.data(), nullptr, nullptr,
+                         0) ||
       !PQsetSingleRowMode(conn_)) {
     ThrowLast(source, text);
   }

@@ -50,8 +50,7 @@ std::shared_ptr<PgProject> PgProject::Open(const ServerLocation& location, std::
   UsePgSchema(*connection, location.Schema, textSchema);
   JoinSessions(*connection, location.Schema, oid);
 
-  const auto read = [&connection](std::string_view sql,
-                                  const std::function<void(const std::vector<Variant>&)>& onRow) {
+  const auto read = [&connection](std::string_view sql, const std::function<void(const std::vector<Variant>&)>& onRow) {
     PgResult rows = connection->Exec(sql, kOpenSource);
     std::vector<Variant> cells(static_cast<std::size_t>(rows.ColumnCount()));
     for (int r = 0; r < rows.RowCount(); ++r) {

@@ -269,10 +269,9 @@ void CreateServerProject(const ServerLocation& location, const NewProjectInfo& i
       throw Failure(kFailureObjectExists, kSource, "The schema " + location.Schema + " holds a project already");
     }
     EnsurePgSchema(*connection, location.Schema, PgSchemaWork::CreateComplete);
-    connection->Exec("INSERT INTO " + PgQuoted(location.Schema) + ".VLPROJECT (ID, GUID, PREFIX, NAME) VALUES ($1, $2, $3, $4)",
-                     kSource,
-                     {std::to_string(info.Key), info.GUID.empty() ? schema::NewGuid() : info.GUID, info.Prefix,
-                      info.Name});
+    connection->Exec(
+        "INSERT INTO " + PgQuoted(location.Schema) + ".VLPROJECT (ID, GUID, PREFIX, NAME) VALUES ($1, $2, $3, $4)",
+        kSource, {std::to_string(info.Key), info.GUID.empty() ? schema::NewGuid() : info.GUID, info.Prefix, info.Name});
     return true;
   });
 }

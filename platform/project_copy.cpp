@@ -69,7 +69,8 @@ Variant FreeValueOf(const std::string& text, int dataType) {
 std::map<long, int> AttributeTypes(PgConnection& connection, const std::string& schema) {
   std::map<long, int> types;
   PgResult rows = connection.Exec("SELECT ID, DATATYPE FROM " + PgQuoted(schema) + ".VLATTRIBUTES", kSource);
-  for (int r = 0; r < rows.RowCount(); ++r) types[static_cast<long>(rows.Whole(r, 0))] = static_cast<int>(rows.Whole(r, 1));
+  for (int r = 0; r < rows.RowCount(); ++r)
+    types[static_cast<long>(rows.Whole(r, 0))] = static_cast<int>(rows.Whole(r, 1));
   return types;
 }
 
@@ -113,7 +114,8 @@ void ReadRows(const StoreProject& project, const schema::TableDef& table, const 
               row[c] = Variant(static_cast<long long>(result.Whole(0, at)));
               break;
             case schema::ColumnKind::Value: {
-              const long field = fieldColumn < row.size() ? static_cast<long>(result.Whole(0, static_cast<int>(fieldColumn))) : 0;
+              const long field =
+                  fieldColumn < row.size() ? static_cast<long>(result.Whole(0, static_cast<int>(fieldColumn))) : 0;
               const auto type = attributeTypes.find(field);
               row[c] = FreeValueOf(result.Text(0, at), type == attributeTypes.end() ? -1 : type->second);
               break;
@@ -228,8 +230,7 @@ class ReferenceRewriter {
       if (table.Columns[c].Name == "PATH") path = c;
       if (table.Columns[c].Name == "FILENAME") file = c;
     }
-    const std::string location =
-        ReferencedLocation(node.Project->Location(), CellText(row[path]), CellText(row[file]));
+    const std::string location = ReferencedLocation(node.Project->Location(), CellText(row[path]), CellText(row[file]));
     if (location.empty()) return;
     std::string identity;
     try {
@@ -375,17 +376,17 @@ void WriteServer(PgConnection& connection, const std::vector<Node>& nodes, const
       EnsurePgSchema(connection, schema, PgSchemaWork::CreateTables);
       for (const schema::TableDef& table : schema::Tables()) {
         if (table.WorkTable) continue;
-        connection.CopyIn("COPY " + PgQuoted(schema) + "." + std::string(table.Name) + " (" + ColumnList(table) +
-                              ") FROM STDIN",
-                          kSource, [&](PgConnection::CopyWriter& writer) {
-                            std::vector<std::optional<std::string>> cells(table.Columns.size());
-                            ReadRows(*node.Project, table, [&](const Row& read) {
-                              Row row = read;
-                              rewriter.Rewrite(node, table, row);
-                              for (std::size_t c = 0; c < row.size(); ++c) cells[c] = ServerText(row[c]);
-                              writer.Row(cells);
-                            });
-                          });
+        connection.CopyIn(
+            "COPY " + PgQuoted(schema) + "." + std::string(table.Name) + " (" + ColumnList(table) + ") FROM STDIN",
+            kSource, [&](PgConnection::CopyWriter& writer) {
+              std::vector<std::optional<std::string>> cells(table.Columns.size());
+              ReadRows(*node.Project, table, [&](const Row& read) {
+                Row row = read;
+                rewriter.Rewrite(node, table, row);
+                for (std::size_t c = 0; c < row.size(); ++c) cells[c] = ServerText(row[c]);
+                writer.Row(cells);
+              });
+            });
       }
       EnsurePgSchema(connection, schema);
       // The planner's statistics, so that the first queries on the copy don't
@@ -415,9 +416,9 @@ std::vector<CopiedProject> CopyProject(const std::string& from, const std::strin
   for (const Node& node : nodes) sources.insert(node.Project->Identity());
   for (const Node& node : nodes) {
     if (sources.count(LocationIdentity(node.Target))) {
-      throw Failure(kFailureBadLocation, kSource,
-                    "The copy " + node.Target + " would overwrite a project that is copied: " +
-                        node.Project->Location());
+      throw Failure(
+          kFailureBadLocation, kSource,
+          "The copy " + node.Target + " would overwrite a project that is copied: " + node.Project->Location());
     }
   }
 
@@ -444,7 +445,8 @@ std::vector<CopiedProject> CopyProject(const std::string& from, const std::strin
   }
 
   std::vector<CopiedProject> copied;
-  for (const Node& node : nodes) copied.push_back(CopiedProject{node.Project->Location(), node.Target, node.Project->Prefix()});
+  for (const Node& node : nodes)
+    copied.push_back(CopiedProject{node.Project->Location(), node.Target, node.Project->Prefix()});
   return copied;
 }
 

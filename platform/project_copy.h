@@ -44,7 +44,6 @@ struct CopiedProject {
 
 // Copies the project at from, with its external projects, to the location to.
 // Gives the projects copied, the project itself first. Throws Failure.
-std::vector<CopiedProject> CopyProject(const std::string& from, const std::string& to,
-                                       const CopyOptions& options = {});
+std::vector<CopiedProject> CopyProject(const std::string& from, const std::string& to, const CopyOptions& options = {});
 
 }  // namespace vlq::platform

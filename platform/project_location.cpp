@@ -97,7 +97,8 @@ ServerLocation ParseServerLocation(std::string_view uri) {
       if (param.empty()) continue;
       const std::size_t eq = param.find('=');
       if (text::EqualsNoCase(PercentDecoded(param.substr(0, eq)), "schema")) {
-        if (bSchemaSeen) throw Failure(kFailureBadLocation, kSource, "The URI names the schema twice: " + std::string(uri));
+        if (bSchemaSeen)
+          throw Failure(kFailureBadLocation, kSource, "The URI names the schema twice: " + std::string(uri));
         bSchemaSeen = true;
         schema = eq == std::string_view::npos ? std::string() : PercentDecoded(param.substr(eq + 1));
         continue;

@@ -12,14 +12,14 @@
 namespace vlq::platform::schema {
 
 enum class ColumnKind {
-  Key,           // a whole number that is the table's key
-  Whole,         // a whole number
-  WholeZero,     // a whole number, 0 where an insert leaves it out
-  Text,          // text that compares, sorts and matches LIKE without regard to case
-  ExactText,     // text compared as it is (paths, file names, property values)
-  DateTime,      // a date and time of day, whole seconds
-  Value,         // a free attribute value: text, or a whole or real number
-  InsertionOrder // a whole number that the store counts up in the order rows are inserted
+  Key,            // a whole number that is the table's key
+  Whole,          // a whole number
+  WholeZero,      // a whole number, 0 where an insert leaves it out
+  Text,           // text that compares, sorts and matches LIKE without regard to case
+  ExactText,      // text compared as it is (paths, file names, property values)
+  DateTime,       // a date and time of day, whole seconds
+  Value,          // a free attribute value: text, or a whole or real number
+  InsertionOrder  // a whole number that the store counts up in the order rows are inserted
 };
 
 struct ColumnDef {

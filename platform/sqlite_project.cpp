@@ -87,8 +87,8 @@ std::string SqliteProject::ResolveExternalDatabase(std::string_view path) {
     }
   }
   const std::string target = MatchKey(path);
-  auto found = std::find_if(known.begin(), known.end(),
-                            [&](const std::string& file) { return MatchKey(file) == target; });
+  auto found =
+      std::find_if(known.begin(), known.end(), [&](const std::string& file) { return MatchKey(file) == target; });
   if (found == known.end()) {
     throw Failure(SQLITE_CANTOPEN, kSource,
                   "The external database '" + std::string(path) + "' names no known project file");
@@ -97,9 +97,9 @@ std::string SqliteProject::ResolveExternalDatabase(std::string_view path) {
   if (identity == Identity()) return {};
   std::error_code ec;
   if (!std::filesystem::exists(identity, ec)) {
-    throw Failure(SQLITE_CANTOPEN, kSource,
-                  "The external database '" + std::string(path) + "' is the project file " + *found +
-                      ", which does not exist");
+    throw Failure(
+        SQLITE_CANTOPEN, kSource,
+        "The external database '" + std::string(path) + "' is the project file " + *found + ", which does not exist");
   }
   // Opening it through the manager makes sure that its schema and attribute
   // views are complete before its tables are read here.

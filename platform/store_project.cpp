@@ -144,8 +144,9 @@ StoreProject::Properties StoreProject::LoadStructure(const RowReader& read, std:
     privileged[u.Key] = CellWhole(row[4]) != 0;
     users_.push_back(std::move(u));
   });
-  read("SELECT ID, NAME FROM VLGROUPS ORDER BY ID",
-       [&](const Cells& row) { groups_.push_back(Group{CellWhole(row[0]), CellText(row[1])}); });
+  read("SELECT ID, NAME FROM VLGROUPS ORDER BY ID", [&](const Cells& row) {
+    groups_.push_back(Group{CellWhole(row[0]), CellText(row[1])});
+  });
   read("SELECT ID, NAME, GUID FROM VLDOCUMENTS ORDER BY ID", [&](const Cells& row) {
     documents_.push_back(Document{CellWhole(row[0]), CellText(row[1]), CellText(row[2])});
   });
@@ -208,7 +209,7 @@ StoreProject::Properties StoreProject::LoadStructure(const RowReader& read, std:
     std::vector<std::shared_ptr<StoreExtProject>> refs;
     read("SELECT RELKEY, PREFIX, GUID, PATH, FILENAME, ISDELETED FROM VLEXTERNALPROJECTS", [&](const Cells& row) {
       StoreExtProject::Row r{CellWhole(row[0]), CellText(row[1]), CellText(row[2]),
-                             CellText(row[3]), CellText(row[4]), CellWhole(row[5]) != 0};
+                             CellText(row[3]),  CellText(row[4]), CellWhole(row[5]) != 0};
       refs.push_back(std::make_shared<StoreExtProject>(std::move(r), location_, manager_, currentUserName_));
     });
     extProjects_ = std::make_shared<StoreExtProjects>(std::move(refs));

@@ -36,7 +36,7 @@ std::shared_ptr<Project> StoreProjectManager::Open(const std::string& location, 
 }
 
 std::shared_ptr<Project> StoreProjectManager::OpenAsUserOrDefault(const std::string& location,
-                                                                 const std::string& userName) {
+                                                                  const std::string& userName) {
   if (!userName.empty()) {
     try {
       return Open(location, userName);

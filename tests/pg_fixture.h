@@ -35,9 +35,9 @@ inline std::string PgTestServer() {
   return uri ? uri : "";
 }
 
-#define VLQ_REQUIRE_PG()                                                                                   \
-  if (::vlq::test::PgTestServer().empty())                                                                 \
-  GTEST_SKIP() << "No PostgreSQL server for the tests: run them under ctest, which starts one, or run "    \
+#define VLQ_REQUIRE_PG()                                                                                \
+  if (::vlq::test::PgTestServer().empty())                                                              \
+  GTEST_SKIP() << "No PostgreSQL server for the tests: run them under ctest, which starts one, or run " \
                   "scripts/pg-test-server.sh start DIR and set VLQ_TEST_PG to the URI it prints"
 
 class PgSchema {

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "demo_project.h"
+#include "pg_fixture.h"
 #include "platform/project_copy.h"
 #include "platform/project_schema.h"
 #include "platform/sqlite_connection.h"
 #include "platform/store_project_manager.h"
-#include "pg_fixture.h"
 #include "services/failure.h"
 #include "store_fixture.h"
 #include "tool_process.h"
@@ -103,7 +103,8 @@ TEST(StoreCopy, AJourneyThroughEveryKindOfCopyKeepsEveryRow) {
 
     Contents before = ReadContents(first);
     Contents after = ReadContents(last);
-    EXPECT_EQ(ReadContents(dir.Path() / ("a" + n + "-ext.vlp")), ReadContents(dir.Path() / "other" / ("c" + n + "-ext.vlp")));
+    EXPECT_EQ(ReadContents(dir.Path() / ("a" + n + "-ext.vlp")),
+              ReadContents(dir.Path() / "other" / ("c" + n + "-ext.vlp")));
     before.erase("VLEXTERNALPROJECTS");
     after.erase("VLEXTERNALPROJECTS");
     EXPECT_EQ(before, after) << "seed " << seed;

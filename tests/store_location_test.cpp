@@ -35,9 +35,9 @@ TEST(StoreLocation, TheSchemaParameterIsTakenOutOfTheUri) {
     EXPECT_EQ(again.ConnectionUri, location.ConnectionUri) << c.uri;
     EXPECT_EQ(again.Schema, location.Schema) << c.uri;
   }
-  for (const char* bad : {"postgresql:///reqs?schema=pg_catalog", "postgresql:///reqs?schema=1st",
-                          "postgresql:///reqs?schema=a-b", "postgresql:///reqs?schema=", "postgresql:///r?schema=a&schema=b",
-                          "postgresql:///reqs?schema=a%22%3B"}) {
+  for (const char* bad :
+       {"postgresql:///reqs?schema=pg_catalog", "postgresql:///reqs?schema=1st", "postgresql:///reqs?schema=a-b",
+        "postgresql:///reqs?schema=", "postgresql:///r?schema=a&schema=b", "postgresql:///reqs?schema=a%22%3B"}) {
     try {
       ParseServerLocation(bad);
       ADD_FAILURE() << bad;

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "demo_project.h"
+#include "pg_fixture.h"
 #include "platform/project_copy.h"
 #include "platform/store_project_manager.h"
-#include "pg_fixture.h"
 #include "store_fixture.h"
 
 namespace vlq {
@@ -124,19 +124,22 @@ TEST(ServerSessions, ProcessesAtOnceKeepToTheirOwnSessions) {
       for (int round = 0; round < 5; ++round) {
         const std::string sid = std::to_string(n * 1000 + round);
         const std::string type = std::to_string(1 + (n + round) % 4);
-        const std::vector<std::string> expected = column(
-            "SELECT ID FROM VLREQUIREMENTS WHERE REQUIREMENTTYPEID = " + type + " ORDER BY LONGTAGNUMBER, ID");
+        const std::vector<std::string> expected =
+            column("SELECT ID FROM VLREQUIREMENTS WHERE REQUIREMENTTYPEID = " + type + " ORDER BY LONGTAGNUMBER, ID");
         long inserted = 0;
         data->Execute("INSERT INTO VLHIERARCHYORDEREDLEVELSTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER) SELECT " +
                           sid + ", ID, LONGTAGNUMBER FROM VLREQUIREMENTS WHERE REQUIREMENTTYPEID = " + type +
                           " ORDER BY LONGTAGNUMBER, ID",
                       inserted);
         long traced = 0;
-        data->Execute("INSERT INTO VLTRACETABLETEMP (ROOTID, PROJECTID, ID, LVL, SESSIONID, STATUS) SELECT "
-                      "T.REQUIREMENTID, 0, T.TOID, 1, " + sid + ", T.STATE FROM VLTORELATIONSHIPS AS T INNER JOIN "
-                      "VLHIERARCHYORDEREDLEVELSTEMP AS L ON L.REQUIREMENTID = T.REQUIREMENTID WHERE L.SESSIONID = " +
-                          sid,
-                      traced);
+        data->Execute(
+            "INSERT INTO VLTRACETABLETEMP (ROOTID, PROJECTID, ID, LVL, SESSIONID, STATUS) SELECT "
+            "T.REQUIREMENTID, 0, T.TOID, 1, " +
+                sid +
+                ", T.STATE FROM VLTORELATIONSHIPS AS T INNER JOIN "
+                "VLHIERARCHYORDEREDLEVELSTEMP AS L ON L.REQUIREMENTID = T.REQUIREMENTID WHERE L.SESSIONID = " +
+                sid,
+            traced);
         if (inserted != static_cast<long>(expected.size())) return 10;
         if (column("SELECT REQUIREMENTID FROM VLHIERARCHYORDEREDLEVELSTEMP WHERE SESSIONID = " + sid +
                    " ORDER BY DATAORDER") != expected) {

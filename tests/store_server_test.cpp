@@ -7,17 +7,17 @@
 
 #include <chrono>
 #include <random>
-#include <thread>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "model/date_serial.h"
 #include "model/text_util.h"
+#include "pg_fixture.h"
 #include "platform/pg_connection.h"
 #include "platform/project_copy.h"
 #include "platform/sqlite_connection.h"
 #include "platform/store_project_manager.h"
-#include "pg_fixture.h"
 #include "services/failure.h"
 #include "store_fixture.h"
 
@@ -145,9 +145,11 @@ TEST(ServerStore, OpeningCompletesASchemaMadeWithPlainSqlAndChangesNothingThere)
     schema.Exec(sql);
   }
   const auto objects = [&] {
-    return schema.Exec("SELECT count(*) FROM pg_class AS c JOIN pg_namespace AS n ON n.oid = c.relnamespace "
-                       "WHERE n.nspname = $1",
-                       {s})
+    return schema
+        .Exec(
+            "SELECT count(*) FROM pg_class AS c JOIN pg_namespace AS n ON n.oid = c.relnamespace "
+            "WHERE n.nspname = $1",
+            {s})
         .Whole(0, 0);
   };
   auto project = StoreProjectManager::Create()->Open(schema.Uri());
@@ -278,10 +280,14 @@ TEST_F(ServerProject, TwoSessionsCreatingOneViewAtOnceBothFindItThere) {
 
 TEST_F(ServerProject, GetRowsTellsNullsAndTypesApart) {
   long affected = 0;
-  const Rows rows = data_->Execute(
-      "SELECT NULL, CAST(7 AS bigint), CAST(8 AS integer), CAST(2.5 AS double precision), CAST(3 AS numeric), "
-      "CAST(3.25 AS numeric), TIMESTAMP '2003-04-05 13:07:09', DATE '2003-04-05', TIME '06:00:00', 'Text', true",
-      affected)->GetRows();
+  const Rows rows =
+      data_
+          ->Execute(
+              "SELECT NULL, CAST(7 AS bigint), CAST(8 AS integer), CAST(2.5 AS double precision), CAST(3 AS numeric), "
+              "CAST(3.25 AS numeric), TIMESTAMP '2003-04-05 13:07:09', DATE '2003-04-05', TIME '06:00:00', 'Text', "
+              "true",
+              affected)
+          ->GetRows();
   ASSERT_EQ(rows.size(), 11u);
   for (const auto& column : rows) ASSERT_EQ(column.size(), 1u);
   EXPECT_TRUE(rows[0][0].IsNull());
@@ -297,8 +303,8 @@ TEST_F(ServerProject, GetRowsTellsNullsAndTypesApart) {
   EXPECT_EQ(rows[10][0], Variant(true));
 
   // Column-major, a NULL among values, and no rows at all.
-  const Rows two = data_->Execute("SELECT ID, NAME FROM (VALUES (1, 'a'), (2, NULL)) AS T (ID, NAME)", affected)
-                       ->GetRows();
+  const Rows two =
+      data_->Execute("SELECT ID, NAME FROM (VALUES (1, 'a'), (2, NULL)) AS T (ID, NAME)", affected)->GetRows();
   ASSERT_EQ(two.size(), 2u);
   EXPECT_EQ(two[0], (std::vector<Variant>{Variant(1), Variant(2)}));
   EXPECT_EQ(two[1], (std::vector<Variant>{Variant("a"), Variant::Null()}));
@@ -349,7 +355,8 @@ TEST(ServerStore, TextAndValuesCompareAsInTheFileStore) {
     test::Requirement r(id, 1, test::LongTag({id}));
     r.Name = word();
     file.AddRequirement(r);
-    if (rng() % 4) file.SetValue(id, 10, rng() % 2 ? Variant(static_cast<long>(rng() % 7)) : Variant((rng() % 70) / 10.0));
+    if (rng() % 4)
+      file.SetValue(id, 10, rng() % 2 ? Variant(static_cast<long>(rng() % 7)) : Variant((rng() % 70) / 10.0));
     if (rng() % 4) file.SetValue(id, 11, Variant(word()));
   }
   platform::CopyProject(file.File().string(), schema.Uri());

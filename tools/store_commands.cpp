@@ -18,7 +18,8 @@ class ScratchDir {
  public:
   ScratchDir() {
     std::string pattern = (std::filesystem::temp_directory_path() / "vlquery_XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) throw Failure(kUnexpectedFailureNumber, "vlquery", "can't make a temporary directory");
+    if (!::mkdtemp(pattern.data()))
+      throw Failure(kUnexpectedFailureNumber, "vlquery", "can't make a temporary directory");
     path_ = pattern;
   }
   ~ScratchDir() {
