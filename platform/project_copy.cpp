@@ -53,6 +53,15 @@ std::optional<std::int64_t> WholeOf(std::string_view text) {
   return value;
 }
 
+// A date as both stores keep the engine's dates: "YYYY-MM-DD HH:MM:SS".
+std::string IsoText(DateSerial date) {
+  const CivilDateTime c = date_serial::ToCivil(date);
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", c.year, c.month, c.day, c.hour, c.minute,
+                c.second);
+  return buffer;
+}
+
 // A free value as the server keeps it (text), with the type that its
 // attribute's data type tells.
 Variant FreeValueOf(const std::string& text, int dataType) {
@@ -258,7 +267,7 @@ void Bind(::sqlite3_stmt* stmt, int at, const Variant& value) {
   } else if (value.IsBoolean()) {
     sqlite3_bind_int(stmt, at, value.Boolean() ? 1 : 0);
   } else if (value.IsText() || value.IsDate()) {
-    const std::string text = value.IsText() ? value.Text() : value.ToText();
+    const std::string text = value.IsText() ? value.Text() : IsoText(value.Date());
     sqlite3_bind_text(stmt, at, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
   } else {
     sqlite3_bind_null(stmt, at);
@@ -344,13 +353,7 @@ std::optional<std::string> ServerText(const Variant& value) {
   if (value.IsReal()) return RealText(value.Real());
   if (value.IsBoolean()) return value.Boolean() ? "1" : "0";
   if (value.IsText()) return value.Text();
-  if (value.IsDate()) {
-    const CivilDateTime c = date_serial::ToCivil(value.Date());
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d %02d:%02d:%02d", c.year, c.month, c.day, c.hour, c.minute,
-                  c.second);
-    return std::string(buffer);
-  }
+  if (value.IsDate()) return IsoText(value.Date());
   return std::nullopt;
 }
 
