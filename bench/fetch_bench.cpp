@@ -18,7 +18,7 @@
 
 #include "demo_project.h"
 #include "engine/query_engine.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 
 namespace {
 
@@ -54,14 +54,14 @@ class BenchProject {
     options.Requirements = requirements_;
     options.Seed = 1;
     vlq::tools::MakeDemoProject(file, options);
-    manager_ = vlq::platform::SqliteProjectManager::Create();
+    manager_ = vlq::platform::StoreProjectManager::Create();
     project_ = manager_->Open(file);
     sqlite3_open_v2(file.c_str(), &raw_, SQLITE_OPEN_READONLY, nullptr);
   }
 
   long requirements_ = 20000;
   std::filesystem::path dir_;
-  std::shared_ptr<vlq::platform::SqliteProjectManager> manager_;
+  std::shared_ptr<vlq::platform::StoreProjectManager> manager_;
   std::shared_ptr<vlq::Project> project_;
   sqlite3* raw_ = nullptr;
 };

@@ -185,6 +185,7 @@ enum enumDatabaseType : int {
   eDBTAccess2 = 4,
   eDBTSQLServer = 5,
   eDBTDB2 = 7,
+  eDBTPostgreSQL = 8,  // our addition: a project on a PostgreSQL server
 };
 
 // Attribute data types, the values of AttrDataType.

@@ -34,8 +34,6 @@ Failure SqliteFailure(::sqlite3* db, std::string_view source, std::string_view s
 
 namespace {
 
-bool IsWorkTable(std::string_view name) { return name.starts_with("VLTRACETABLE") || name.starts_with("VLHIERARCHY"); }
-
 // file:<path>?immutable=1 with the characters a URI reserves escaped.
 std::string ImmutableUri(const std::filesystem::path& file) {
   std::string uri = "file:";
@@ -98,27 +96,6 @@ std::shared_ptr<SqliteConnection> SqliteConnection::Open(const std::filesystem::
   jet::RegisterFunctions(db);
   CreateWorkTables(db);
   return conn;
-}
-
-void CreateWorkTables(::sqlite3* db) {
-  constexpr const char* kSource = "CreateWorkTables";
-  const auto run = [db](const std::string& sql) {
-    if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) throw SqliteFailure(db, kSource, sql);
-  };
-  for (const schema::TableDef& table : schema::Tables()) {
-    if (!IsWorkTable(table.Name)) continue;
-    std::string sql = "CREATE TEMP TABLE IF NOT EXISTS " + std::string(table.Name) + " (";
-    for (std::size_t i = 0; i < table.Columns.size(); ++i) {
-      if (i > 0) sql += ", ";
-      sql += std::string(table.Columns[i].Name) + " " + std::string(table.Columns[i].Declaration);
-    }
-    run(sql + ")");
-  }
-  for (const schema::IndexDef& index : schema::Indexes()) {
-    if (!IsWorkTable(index.Table)) continue;
-    run("CREATE INDEX IF NOT EXISTS temp." + std::string(index.Name) + " ON " + std::string(index.Table) + " (" +
-        std::string(index.Columns) + ")");
-  }
 }
 
 SqliteConnection::~SqliteConnection() { sqlite3_close_v2(db_); }

@@ -31,30 +31,6 @@ std::string Describe(std::string_view message, std::string_view sql, std::string
 
 }  // namespace
 
-// ---- SqliteResultSet -----------------------------------------------------------------
-
-Rows SqliteResultSet::GetRows() {
-  Rows out(rows_.size());
-  for (std::size_t c = 0; c < rows_.size(); ++c) {
-    out[c].assign(rows_[c].begin() + static_cast<std::ptrdiff_t>(pos_), rows_[c].end());
-  }
-  pos_ = count_;
-  return out;
-}
-
-void SqliteResultSet::MoveNext() {
-  if (AtEOF()) throw Failure(kFailureNoCurrentRecord, "ResultSet.MoveNext", "The cursor is behind the last row");
-  ++pos_;
-}
-
-Variant SqliteResultSet::Field(int index) const {
-  if (AtEOF()) throw Failure(kFailureNoCurrentRecord, "ResultSet.Field", "There is no current row");
-  if (index < 0 || static_cast<std::size_t>(index) >= rows_.size()) {
-    throw Failure(kFailureItemNotFound, "ResultSet.Field", "No column at position " + std::to_string(index));
-  }
-  return rows_[static_cast<std::size_t>(index)][pos_];
-}
-
 // ---- SqliteDataServices --------------------------------------------------------------
 
 SqliteDataServices::SqliteDataServices(std::shared_ptr<SqliteConnection> connection, Properties properties,
@@ -118,7 +94,7 @@ std::shared_ptr<ResultSet> SqliteDataServices::Execute(std::string_view sql, lon
   if (!sqlite3_stmt_readonly(stmt.get())) {
     lRowsAffected = static_cast<long>(sqlite3_total_changes64(db) - changesBefore);
   }
-  return std::make_shared<SqliteResultSet>(std::move(rows), count);
+  return std::make_shared<RowResultSet>(std::move(rows), count);
 }
 
 std::string SqliteDataServices::ConnectionProperty(std::string_view name) {

@@ -2,7 +2,7 @@
 // DataServices over one SQLite connection of the project store. Every
 // statement passes through the Jet dialect's rewrite and runs to its end inside
 // Execute, so that the next statement sees what it wrote; its rows are then
-// held by the ResultSet.
+// held by a RowResultSet.
 
 #include <memory>
 #include <string>
@@ -11,31 +11,11 @@
 #include <vector>
 
 #include "platform/jet_dialect.h"
+#include "platform/row_result_set.h"
 #include "platform/sqlite_connection.h"
 #include "services/data_services.h"
 
 namespace vlq::platform {
-
-// The rows of one executed statement with an ADO-like cursor: on the first row
-// after Execute, BOF only for an empty result, EOF behind the last row.
-class SqliteResultSet : public ResultSet {
- public:
-  SqliteResultSet(Rows rows, std::size_t rowCount) : rows_(std::move(rows)), count_(rowCount) {}
-  // The rows from the current one to the last; the cursor is then behind the
-  // last row.
-  Rows GetRows() override;
-  bool AtBOF() const override { return count_ == 0; }
-  bool AtEOF() const override { return pos_ >= count_; }
-  // Throws Failure (kFailureNoCurrentRecord) behind the last row.
-  void MoveNext() override;
-  // Throws Failure with no current row or a column that isn't there.
-  Variant Field(int index) const override;
-
- private:
-  Rows rows_;
-  std::size_t count_;
-  std::size_t pos_ = 0;
-};
 
 class SqliteDataServices : public DataServices {
  public:

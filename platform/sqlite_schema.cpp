@@ -2,154 +2,15 @@
 
 #include <sqlite3.h>
 
-#include <cstdio>
 #include <map>
-#include <random>
 #include <set>
 
 #include "model/text_util.h"
 #include "platform/sqlite_connection.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 
 namespace vlq::platform {
 namespace schema {
-namespace {
-
-// Column declarations. Text compares without regard to case, as Jet compares
-// it. Dates and times are ISO text "YYYY-MM-DD HH:MM:SS", which sorts and
-// compares as the dates do. A free attribute value keeps the type it was
-// written with (no affinity): text, whole or real number.
-constexpr std::string_view kKey = "INTEGER PRIMARY KEY";
-constexpr std::string_view kInt = "INTEGER";
-constexpr std::string_view kText = "TEXT COLLATE NOCASE";
-constexpr std::string_view kDate = "TEXT";
-constexpr std::string_view kAny = "COLLATE NOCASE";
-
-}  // namespace
-
-const std::vector<TableDef>& Tables() {
-  static const std::vector<TableDef> tables = {
-      // The project service's structure.
-      {"VLPROJECT", {{"ID", kKey}, {"GUID", kText}, {"PREFIX", kText}, {"NAME", kText}}},
-      {"VLREQUIREMENTTYPES", {{"ID", kKey}, {"PREFIX", kText}, {"NAME", kText}, {"GUID", kText}}},
-      {"VLATTRIBUTES",
-       {{"ID", kKey}, {"REQUIREMENTTYPEID", kInt}, {"LABEL", kText}, {"GUID", kText}, {"DATATYPE", kInt}}},
-      {"VLUSERDEFINEDLISTITEMS",
-       {{"FIELDID", kInt}, {"ITEMID", kInt}, {"ITEMRANK", kInt}, {"ITEMTEXT", kText}, {"GUID", kText}}},
-      {"VLUSERDEFINEDLISTVALUES", {{"REQUIREMENTID", kInt}, {"FIELDID", kInt}, {"LISTITEMID", kInt}}},
-      {"VLUSERDEFINEDFIELDVALUES", {{"REQUIREMENTID", kInt}, {"FIELDID", kInt}, {"FIELDVALUE", kAny}}},
-      {"VLUSERS",
-       {{"ID", kKey}, {"FULLNAME", kText}, {"GUID", kText}, {"GROUPID", kInt}, {"PRIVILEGED", "INTEGER DEFAULT 0"}}},
-      {"VLGROUPS", {{"ID", kKey}, {"NAME", kText}}},
-      {"VLDOCUMENTS", {{"ID", kKey}, {"NAME", kText}, {"GUID", kText}}},
-      {"VLEXTERNALPROJECTS",
-       {{"RELKEY", kInt},
-        {"PREFIX", kText},
-        {"GUID", kText},
-        {"PATH", "TEXT"},
-        {"FILENAME", "TEXT"},
-        {"ISDELETED", "INTEGER DEFAULT 0"}}},
-      {"VLCONNECTIONPROPERTIES", {{"NAME", kText}, {"VALUE", "TEXT"}}},
-      // Requirements.
-      {"VLREQUIREMENTS",
-       {{"ID", kKey},
-        {"REQUIREMENTTYPEID", kInt},
-        {"REQUIREMENTNAME", kText},
-        {"REQUIREMENTTEXT", kText},
-        {"REQUIREMENTPREFIX", kText},
-        {"LONGTAGNUMBER", kText},
-        {"VERSIONNUMBER", kInt},
-        {"VERSIONDATETIME", kDate},
-        {"VERSIONREASON", kText},
-        {"VERSIONUSERID", kInt},
-        {"SUSPECTDATETIME", kDate},
-        {"BOOKMARKDOCUMENTID", kInt},
-        {"BOOKMARKNAME", kText},
-        {"DOCUMENTPOSITION", kInt},
-        {"FLAGS", "INTEGER DEFAULT 0"}}},
-      {"VLPROJECTREQUIREMENTS", {{"PROJECTID", kInt}, {"REQUIREMENTID", kInt}}},
-      {"VLTORELATIONSHIPS",
-       {{"REQUIREMENTID", kInt},
-        {"TOID", kInt},
-        {"EXTERNALPROJECTID", "INTEGER DEFAULT 0"},
-        {"EXTERNALPROJECTTOID", "INTEGER DEFAULT 0"},
-        {"TYPE", "INTEGER DEFAULT 0"},
-        {"STATE", "INTEGER DEFAULT 0"}}},
-      {"VLPACKAGES", {{"ID", kKey}, {"NAME", kText}}},
-      {"VLPACKAGEELEMENTS", {{"PACKAGEID", kInt}, {"REQUIREMENTID", kInt}}},
-      // Discussions.
-      {"VLDISCUSSIONS",
-       {{"ID", kKey},
-        {"ROOTID", kInt},
-        {"PARENTID", "INTEGER DEFAULT 0"},
-        {"SUBJECT", kText},
-        {"AUTHORID", kInt},
-        {"PRIORITY", kInt},
-        {"STATUS", kInt},
-        {"SUBMITDATETIME", kDate},
-        {"RESTRICTED", "INTEGER DEFAULT 0"}}},
-      {"VLPROJECTDISCUSSIONS", {{"PROJECTID", kInt}, {"DISCUSSIONID", kInt}}},
-      {"VLDISCUSSIONREQUIREMENTS", {{"DISCUSSIONID", kInt}, {"REQUIREMENTID", kInt}}},
-      {"VLDISCUSSIONUSERS", {{"DISCUSSIONID", kInt}, {"USERID", kInt}}},
-      {"VLDISCUSSIONGROUPS", {{"DISCUSSIONID", kInt}, {"GROUPID", kInt}}},
-      {"VLDISCUSSIONSREAD", {{"DISCUSSIONID", kInt}, {"USERID", kInt}}},
-      // Work tables, shared by all sessions and told apart by SESSIONID.
-      {"VLTRACETABLETEMP",
-       {{"ROOTID", kInt}, {"PROJECTID", kInt}, {"ID", kInt}, {"LVL", kInt}, {"SESSIONID", kInt}, {"STATUS", kInt}}},
-      {"VLTRACETABLEINDIR", {{"ID", kInt}, {"SESSIONID", kInt}}},
-      {"VLHIERARCHYTABLETEMP", {{"SESSIONID", kInt}, {"REQUIREMENTKEY", kInt}, {"LONGTAGNUMBER", kText}}},
-      // DATAORDER numbers the rows in the order of insertion, also for an
-      // INSERT ... SELECT ... ORDER BY: the tree order of a hierarchy rests on it.
-      {"VLHIERARCHYORDEREDLEVELSTEMP",
-       {{"DATAORDER", "INTEGER PRIMARY KEY AUTOINCREMENT"},
-        {"SESSIONID", kInt},
-        {"REQUIREMENTID", kInt},
-        {"LONGTAGNUMBER", kText}}},
-      {"VLHIERARCHYFINALORDERTEMP",
-       {{"SESSIONID", kInt}, {"REQUIREMENTID", kInt}, {"LONGTAGNUMBER", kText}, {"ORDERTAG", kText}}},
-  };
-  return tables;
-}
-
-const std::vector<IndexDef>& Indexes() {
-  // What the engine's statements look up: traces from both ends, project
-  // membership, values by attribute and requirement, work rows by session.
-  static const std::vector<IndexDef> indexes = {
-      {"VLIX_REQUIREMENTS_TYPE", "VLREQUIREMENTS", "REQUIREMENTTYPEID"},
-      {"VLIX_REQUIREMENTS_TAG", "VLREQUIREMENTS", "LONGTAGNUMBER"},
-      {"VLIX_PROJECTREQUIREMENTS_PROJECT", "VLPROJECTREQUIREMENTS", "PROJECTID, REQUIREMENTID"},
-      {"VLIX_PROJECTREQUIREMENTS_REQ", "VLPROJECTREQUIREMENTS", "REQUIREMENTID"},
-      {"VLIX_TORELATIONSHIPS_FROM", "VLTORELATIONSHIPS", "REQUIREMENTID, EXTERNALPROJECTID"},
-      {"VLIX_TORELATIONSHIPS_TO", "VLTORELATIONSHIPS", "TOID, EXTERNALPROJECTTOID"},
-      {"VLIX_PACKAGEELEMENTS_REQ", "VLPACKAGEELEMENTS", "REQUIREMENTID"},
-      {"VLIX_PACKAGEELEMENTS_PACKAGE", "VLPACKAGEELEMENTS", "PACKAGEID"},
-      {"VLIX_LISTVALUES_FIELD", "VLUSERDEFINEDLISTVALUES", "FIELDID, REQUIREMENTID"},
-      {"VLIX_LISTVALUES_REQ", "VLUSERDEFINEDLISTVALUES", "REQUIREMENTID"},
-      {"VLIX_LISTITEMS_FIELD", "VLUSERDEFINEDLISTITEMS", "FIELDID, ITEMID"},
-      {"VLIX_FIELDVALUES_FIELD", "VLUSERDEFINEDFIELDVALUES", "FIELDID, REQUIREMENTID"},
-      {"VLIX_FIELDVALUES_REQ", "VLUSERDEFINEDFIELDVALUES", "REQUIREMENTID"},
-      {"VLIX_ATTRIBUTES_TYPE", "VLATTRIBUTES", "REQUIREMENTTYPEID"},
-      {"VLIX_DISCUSSIONS_ROOT", "VLDISCUSSIONS", "ROOTID"},
-      {"VLIX_PROJECTDISCUSSIONS_PROJECT", "VLPROJECTDISCUSSIONS", "PROJECTID, DISCUSSIONID"},
-      {"VLIX_PROJECTDISCUSSIONS_DISC", "VLPROJECTDISCUSSIONS", "DISCUSSIONID"},
-      {"VLIX_DISCREQ_DISC", "VLDISCUSSIONREQUIREMENTS", "DISCUSSIONID"},
-      {"VLIX_DISCREQ_REQ", "VLDISCUSSIONREQUIREMENTS", "REQUIREMENTID"},
-      {"VLIX_DISCUSERS_DISC", "VLDISCUSSIONUSERS", "DISCUSSIONID, USERID"},
-      {"VLIX_DISCGROUPS_DISC", "VLDISCUSSIONGROUPS", "DISCUSSIONID, GROUPID"},
-      {"VLIX_DISCREAD_DISC", "VLDISCUSSIONSREAD", "DISCUSSIONID, USERID"},
-      {"VLIX_DISCREAD_USER", "VLDISCUSSIONSREAD", "USERID"},
-      {"VLIX_TRACETEMP_LEVEL", "VLTRACETABLETEMP", "SESSIONID, LVL"},
-      {"VLIX_TRACETEMP_ID", "VLTRACETABLETEMP", "SESSIONID, ID"},
-      {"VLIX_TRACEINDIR_SESSION", "VLTRACETABLEINDIR", "SESSIONID, ID"},
-      {"VLIX_HIERTEMP_SESSION", "VLHIERARCHYTABLETEMP", "SESSIONID, REQUIREMENTKEY"},
-      {"VLIX_HIERTEMP_TAG", "VLHIERARCHYTABLETEMP", "SESSIONID, LONGTAGNUMBER"},
-      {"VLIX_HIERLEVELS_SESSION", "VLHIERARCHYORDEREDLEVELSTEMP", "SESSIONID"},
-      {"VLIX_HIERFINAL_TAG", "VLHIERARCHYFINALORDERTEMP", "SESSIONID, LONGTAGNUMBER"},
-  };
-  return indexes;
-}
-
-std::string AttrViewName(long attrKey) { return "VLATTRVALUESVIEW_" + std::to_string(attrKey); }
 
 std::string AttrViewSql(long attrKey, int dataType) {
   const std::string key = std::to_string(attrKey);
@@ -169,23 +30,38 @@ std::string AttrViewSql(long attrKey, int dataType) {
          key;
 }
 
-std::string NewGuid() {
-  static thread_local std::mt19937_64 rng{std::random_device{}()};
-  const std::uint64_t a = rng();
-  const std::uint64_t b = rng();
-  char buf[48];
-  std::snprintf(buf, sizeof buf, "{%08X-%04X-4%03X-%04X-%012llX}", static_cast<unsigned>(a >> 32),
-                static_cast<unsigned>((a >> 16) & 0xFFFF), static_cast<unsigned>(a & 0xFFF),
-                static_cast<unsigned>(0x8000 | ((b >> 48) & 0x3FFF)),
-                static_cast<unsigned long long>(b & 0xFFFFFFFFFFFFull));
-  return buf;
-}
-
 }  // namespace schema
 
 namespace {
 
 constexpr const char* kEnsureSource = "EnsureSchema";
+
+// Column declarations. Text compares without regard to case, as Jet compares
+// it. Dates and times are ISO text "YYYY-MM-DD HH:MM:SS", which sorts and
+// compares as the dates do. A free attribute value keeps the type it was
+// written with (no affinity): text, whole or real number. A column added to a
+// table that is there can't be its key; it keeps its type and collation.
+std::string Declaration(schema::ColumnKind kind, bool bAdded) {
+  using schema::ColumnKind;
+  switch (kind) {
+    case ColumnKind::Key:
+      return bAdded ? "INTEGER" : "INTEGER PRIMARY KEY";
+    case ColumnKind::Whole:
+      return "INTEGER";
+    case ColumnKind::WholeZero:
+      return "INTEGER DEFAULT 0";
+    case ColumnKind::Text:
+      return "TEXT COLLATE NOCASE";
+    case ColumnKind::ExactText:
+    case ColumnKind::DateTime:
+      return "TEXT";
+    case ColumnKind::Value:
+      return "COLLATE NOCASE";
+    case ColumnKind::InsertionOrder:
+      return bAdded ? "INTEGER" : "INTEGER PRIMARY KEY AUTOINCREMENT";
+  }
+  return "";
+}
 
 struct ObjectInfo {
   std::string type;               // table, view, index
@@ -232,7 +108,7 @@ std::vector<std::string> PlanStructure(const Objects& objects) {
       std::string sql = "CREATE TABLE IF NOT EXISTS " + std::string(table.Name) + " (";
       for (std::size_t i = 0; i < table.Columns.size(); ++i) {
         if (i > 0) sql += ", ";
-        sql += std::string(table.Columns[i].Name) + " " + std::string(table.Columns[i].Declaration);
+        sql += std::string(table.Columns[i].Name) + " " + Declaration(table.Columns[i].Kind, false);
       }
       plan.push_back(sql + ")");
       continue;
@@ -240,11 +116,8 @@ std::vector<std::string> PlanStructure(const Objects& objects) {
     if (it->second.type != "table") continue;  // a view of that name serves as it is
     for (const schema::ColumnDef& column : table.Columns) {
       if (it->second.columns.count(std::string(column.Name))) continue;
-      // A column added later can't be the key; it keeps its type and collation.
-      std::string declaration(column.Declaration);
-      if (text::StartsWithNoCase(declaration, "INTEGER PRIMARY KEY")) declaration = "INTEGER";
       plan.push_back("ALTER TABLE " + Quoted(it->first) + " ADD COLUMN " + std::string(column.Name) + " " +
-                     declaration);
+                     Declaration(column.Kind, true));
     }
   }
   for (const schema::IndexDef& index : schema::Indexes()) {
@@ -300,12 +173,30 @@ void EnsureTemporarySchema(::sqlite3* db, const Objects& objects) {
 
 }  // namespace
 
+void CreateWorkTables(::sqlite3* db) {
+  for (const schema::TableDef& table : schema::Tables()) {
+    if (!table.WorkTable) continue;
+    std::string sql = "CREATE TEMP TABLE IF NOT EXISTS " + std::string(table.Name) + " (";
+    for (std::size_t i = 0; i < table.Columns.size(); ++i) {
+      if (i > 0) sql += ", ";
+      sql += std::string(table.Columns[i].Name) + " " + Declaration(table.Columns[i].Kind, false);
+    }
+    Run(db, sql + ")");
+  }
+  for (const schema::IndexDef& index : schema::Indexes()) {
+    const schema::TableDef* table = schema::FindTable(index.Table);
+    if (!table || !table->WorkTable) continue;
+    Run(db, "CREATE INDEX IF NOT EXISTS temp." + std::string(index.Name) + " ON " + std::string(index.Table) + " (" +
+                std::string(index.Columns) + ")");
+  }
+}
+
 void ClearStaleWorkRows(::sqlite3* db) {
   // The work rows of a session live in temporary tables of its connection;
   // rows in the file's own tables were left by a run that was cut short.
   for (const schema::TableDef& table : schema::Tables()) {
+    if (!table.WorkTable) continue;
     const std::string name(table.Name);
-    if (!name.starts_with("VLTRACETABLE") && !name.starts_with("VLHIERARCHY")) continue;
     bool stale = false;
     {
       SqliteStatement probe(db, "SELECT 1 FROM main." + name + " LIMIT 1", kEnsureSource);

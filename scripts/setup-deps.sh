@@ -4,7 +4,8 @@
 # and fails.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev)
+packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev
+          libpq-dev postgresql)
 
 missing=()
 for package in "${packages[@]}"; do
@@ -24,5 +25,14 @@ fi
 
 echo "setup-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
+# The tests start servers of their own (scripts/pg-test-server.sh); the
+# package's own cluster, which would run as a service, is not made. The
+# package keeps a createcluster.conf that is there (ucf, told to keep it).
+if [ ! -e /etc/postgresql-common/createcluster.conf ]; then
+  mkdir -p /etc/postgresql-common
+  printf '%s\n' "create_main_cluster = false" "include_dir '/etc/postgresql-common/createcluster.d'" \
+    >/etc/postgresql-common/createcluster.conf
+fi
+export UCF_FORCE_CONFFOLD=1
 apt-get update -q
 apt-get install -y -q --no-install-recommends "${missing[@]}"

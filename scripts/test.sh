@@ -40,4 +40,12 @@ fi
 cmake -S "$root" -B "$build_dir" -G Ninja \
   -DCMAKE_BUILD_TYPE="$build_type" -DVLQ_WERROR=ON -DVLQ_SANITIZE="$sanitize"
 cmake --build "$build_dir" -j "$jobs"
+# ctest starts the tests' PostgreSQL server and stops it after the last test;
+# should ctest itself be stopped half way, the server goes here.
+stop_test_server() {
+  if [ -f "$build_dir/pg-test-dir" ]; then
+    "$root/scripts/pg-test-server.sh" stop "$(cat "$build_dir/pg-test-dir")" || true
+  fi
+}
+trap stop_test_server EXIT
 ctest --test-dir "$build_dir" --output-on-failure -j "$jobs"

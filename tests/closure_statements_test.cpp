@@ -39,7 +39,7 @@ class ClosureStatements : public ::testing::Test {
   }
 
   test::StoreFixture store_;
-  std::shared_ptr<platform::SqliteProjectManager> manager_;
+  std::shared_ptr<platform::StoreProjectManager> manager_;
 };
 
 TEST_F(ClosureStatements, WorkedFilterInItsDirectAndClosureForms) {

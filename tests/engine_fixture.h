@@ -20,7 +20,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 
 namespace vlq::test {
 
@@ -85,7 +85,7 @@ class TwoProjectWorld {
   // Opens PRJ through a new manager, with connection property overrides.
   std::shared_ptr<Project> Open(const std::string& dbmsnamecode = "", const std::string& schema = "",
                                 const std::string& user = "") {
-    manager_ = platform::SqliteProjectManager::Create();
+    manager_ = platform::StoreProjectManager::Create();
     if (!dbmsnamecode.empty()) manager_->OverrideConnectionProperty("dbmsnamecode", dbmsnamecode);
     if (!schema.empty()) manager_->OverrideConnectionProperty("schema", schema);
     return manager_->Open(main_, user);
@@ -100,7 +100,7 @@ class TwoProjectWorld {
   std::filesystem::path dir_;
   std::filesystem::path main_;
   std::filesystem::path ext_;
-  std::shared_ptr<platform::SqliteProjectManager> manager_;
+  std::shared_ptr<platform::StoreProjectManager> manager_;
 };
 
 }  // namespace vlq::test

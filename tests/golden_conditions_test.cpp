@@ -26,7 +26,7 @@ class GoldenConditions : public ::testing::Test {
   // The condition that the builder writes for the one expression of the
   // criteria, read through the engine's typing of the query.
   std::string Condition(const ConditionRow& row) {
-    std::shared_ptr<platform::SqliteProjectManager> manager;
+    std::shared_ptr<platform::StoreProjectManager> manager;
     auto project = test::OpenAs(store, row.dbmsnamecode, row.schema, manager);
     QueryEngine engine;
     std::string info;

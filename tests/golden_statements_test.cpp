@@ -34,7 +34,7 @@ TEST(GoldenStatements, CriteriaAndSortInEveryDialect) {
       {"3", "PROJ1.", "criteria_sort_oracle_proj1.sql"},
   };
   for (const Row& row : rows) {
-    std::shared_ptr<platform::SqliteProjectManager> manager;
+    std::shared_ptr<platform::StoreProjectManager> manager;
     auto project = test::OpenAs(store, row.dbmsnamecode, row.schema, manager);
     QueryEngine engine;
     std::string info;

@@ -106,7 +106,7 @@ TEST_F(HierarchyFetch, LevelCriterionCutsTheFinishedTree) {
 }
 
 TEST_F(HierarchyFetch, Access2ProjectsTakeTheAccessStatements) {
-  std::shared_ptr<platform::SqliteProjectManager> manager;
+  std::shared_ptr<platform::StoreProjectManager> manager;
   project = test::OpenAs(store, "4", "", manager);
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Rank = 9) PR.Sort(Rank Order Asc)"), (Keys{10, 11, 112}));
 }

@@ -23,7 +23,7 @@ class SqlSchemaProbes : public ::testing::Test {
   }
 
   test::StoreFixture store;
-  std::shared_ptr<platform::SqliteProjectManager> manager;
+  std::shared_ptr<platform::StoreProjectManager> manager;
   std::shared_ptr<Project> project;
   std::unique_ptr<QuerySql> sql;
 };

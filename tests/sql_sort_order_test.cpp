@@ -47,7 +47,7 @@ class SqlSortOrder : public ::testing::Test {
   }
 
   test::StoreFixture store;
-  std::shared_ptr<platform::SqliteProjectManager> manager;
+  std::shared_ptr<platform::StoreProjectManager> manager;
   std::shared_ptr<Project> project;
 };
 

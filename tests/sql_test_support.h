@@ -59,8 +59,8 @@ inline void AddWorkedExampleAttributes(const StoreFixture& store) {
 // gets a project with its own connection properties.
 inline std::shared_ptr<Project> OpenAs(const StoreFixture& store, const std::string& dbmsnamecode,
                                        const std::string& schema,
-                                       std::shared_ptr<platform::SqliteProjectManager>& manager) {
-  manager = platform::SqliteProjectManager::Create();
+                                       std::shared_ptr<platform::StoreProjectManager>& manager) {
+  manager = platform::StoreProjectManager::Create();
   if (!dbmsnamecode.empty()) manager->OverrideConnectionProperty("dbmsnamecode", dbmsnamecode);
   if (!schema.empty()) manager->OverrideConnectionProperty("schema", schema);
   return manager->Open(store.File());

@@ -11,7 +11,7 @@
 
 #include "closure_test_support.h"
 #include "platform/sqlite_connection.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 #include "store_fixture.h"
 
@@ -204,7 +204,7 @@ TEST_F(StoreDataServices, OpenSchemaListsTheColumnsOfTablesAndViews) {
 // the other reads, a reader isn't held up by a writer, and a writer waits for
 // the other's write lock instead of failing.
 TEST_F(StoreDataServices, TwoConnectionsShareTheFile) {
-  auto other = platform::SqliteProjectManager::Create()->Open(store_.File())->GetDataServices("");
+  auto other = platform::StoreProjectManager::Create()->Open(store_.File())->GetDataServices("");
   long rows = 0;
   const auto count = [&] { return other->Execute("SELECT ID FROM VLPACKAGES", rows)->GetRows()[0].size(); };
   data_->Execute("INSERT INTO VLPACKAGES (ID, NAME) VALUES (1, 'a')", rows);
@@ -225,7 +225,7 @@ TEST_F(StoreDataServices, TwoConnectionsShareTheFile) {
 // The work tables are each connection's own: what a session writes there is
 // seen neither by another connection nor in the file.
 TEST_F(StoreDataServices, WorkRowsStayWithTheirConnection) {
-  auto other = platform::SqliteProjectManager::Create()->Open(store_.File())->GetDataServices("");
+  auto other = platform::StoreProjectManager::Create()->Open(store_.File())->GetDataServices("");
   long rows = 0;
   data_->Execute("INSERT INTO VLTRACETABLEINDIR (ID, SESSIONID) VALUES (1, 100)", rows);
   EXPECT_EQ(data_->Execute("SELECT ID FROM VLTRACETABLEINDIR WHERE SESSIONID = 100", rows)->GetRows()[0].size(), 1u);
@@ -237,7 +237,7 @@ TEST_F(StoreDataServices, WorkRowsStayWithTheirConnection) {
 // older version; opening the file removes them.
 TEST_F(StoreDataServices, OpeningClearsWorkRowsLeftInTheFile) {
   store_.Exec("INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) VALUES (7, 1, '1')");
-  platform::SqliteProjectManager::Create()->Open(store_.File());
+  platform::StoreProjectManager::Create()->Open(store_.File());
   EXPECT_EQ(test::ScalarOf(store_, "SELECT COUNT(*) FROM VLHIERARCHYTABLETEMP"), 0);
 }
 

@@ -9,7 +9,7 @@
 //   store.AddListItem(12, 34, 1, "High");
 //   store.AddRequirement(100, 5, vlq::test::LongTag({1}));
 //   store.ChooseItem(100, 12, 34);
-//   auto project = store.Open();                        // through a SqliteProjectManager
+//   auto project = store.Open();                        // through a StoreProjectManager
 //
 // Write the data before Open: a project reads its structure (types,
 // attributes, users, references) once, when it opens. The writers use a plain
@@ -31,7 +31,7 @@
 
 #include "engine/enums.h"
 #include "model/variant.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 
 namespace vlq::test {
 
@@ -256,8 +256,8 @@ class StoreFixture {
 
   // The fixture's manager (made on first use) and the project opened through
   // it as the given user (empty: the lowest key).
-  const std::shared_ptr<platform::SqliteProjectManager>& Manager() {
-    if (!manager_) manager_ = platform::SqliteProjectManager::Create();
+  const std::shared_ptr<platform::StoreProjectManager>& Manager() {
+    if (!manager_) manager_ = platform::StoreProjectManager::Create();
     return manager_;
   }
   std::shared_ptr<Project> Open(std::string_view user = {}) { return Manager()->Open(file_, user); }
@@ -279,7 +279,7 @@ class StoreFixture {
   platform::NewProjectInfo info_;
   std::filesystem::path file_;
   ::sqlite3* db_ = nullptr;
-  std::shared_ptr<platform::SqliteProjectManager> manager_;
+  std::shared_ptr<platform::StoreProjectManager> manager_;
 };
 
 }  // namespace vlq::test

@@ -12,7 +12,7 @@
 #include "model/query_def.h"
 #include "model/text_util.h"
 #include "platform/jet_dialect.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 #include "sql_test_support.h"
 #include "store_fixture.h"

@@ -8,14 +8,14 @@
 #include <vector>
 
 #include "platform/sqlite_connection.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 #include "store_fixture.h"
 
 namespace vlq {
 namespace {
 
-using platform::SqliteProjectManager;
+using platform::StoreProjectManager;
 using test::StoreFixture;
 using test::TempDir;
 
@@ -61,7 +61,7 @@ class PlainProjectFile : public ::testing::Test {
 };
 
 TEST_F(PlainProjectFile, OpensWithItsStructureAndTheLowestUser) {
-  auto manager = SqliteProjectManager::Create();
+  auto manager = StoreProjectManager::Create();
   auto project = manager->Open(file_);
   EXPECT_EQ(project->Key(), 4);
   EXPECT_EQ(project->GUID(), "{P-4}");
@@ -107,7 +107,7 @@ TEST_F(PlainProjectFile, OpensWithItsStructureAndTheLowestUser) {
 }
 
 TEST_F(PlainProjectFile, ConnectionPropertiesComeFromTheStoreTheFileAndTheManager) {
-  auto manager = SqliteProjectManager::Create();
+  auto manager = StoreProjectManager::Create();
   manager->OverrideConnectionProperty("DBMSNAMECODE", "5");
   auto data = manager->Open(file_)->GetDataServices(manager->ConnectionKey());
   EXPECT_EQ(data->ConnectionProperty("dbmsnamecode"), "5");
@@ -119,7 +119,7 @@ TEST_F(PlainProjectFile, ConnectionPropertiesComeFromTheStoreTheFileAndTheManage
   EXPECT_EQ(data->ConnectionAttribute("Current Catalog"), "Plain");
 
   // Without overrides the store speaks the Access dialect.
-  auto other = SqliteProjectManager::Create();
+  auto other = StoreProjectManager::Create();
   EXPECT_EQ(other->Open(file_)->GetDataServices(other->ConnectionKey())->ConnectionProperty("dbmsnamecode"), "1");
 }
 
@@ -130,13 +130,13 @@ TEST_F(PlainProjectFile, TheCurrentUserIsChosenByNameOrKey) {
     bool privileged;
   };
   for (const Case& c : std::vector<Case>{{"", 3, false}, {"9", 9, true}, {"zoe", 9, true}, {"Bob", 3, false}}) {
-    auto project = SqliteProjectManager::Create()->Open(file_, c.user);
+    auto project = StoreProjectManager::Create()->Open(file_, c.user);
     EXPECT_EQ(project->CurrentUserKey(), c.key) << c.user;
     EXPECT_EQ(project->CurrentUserIsPrivileged(), c.privileged) << c.user;
   }
   for (const char* unknown : {"Eve", "4"}) {
     try {
-      SqliteProjectManager::Create()->Open(file_, unknown);
+      StoreProjectManager::Create()->Open(file_, unknown);
       ADD_FAILURE() << unknown;
     } catch (const Failure& f) {
       EXPECT_EQ(f.Number(), platform::kFailureItemNotFound);

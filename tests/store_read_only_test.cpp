@@ -72,7 +72,7 @@ class ReadOnlyProject : public ::testing::Test {
 
 TEST_F(ReadOnlyProject, AnswersAsTheWritableFileDoesAndChangesNothing) {
   const std::string before = testing::ReadFile(store_.File());
-  auto manager = platform::SqliteProjectManager::Create();
+  auto manager = platform::StoreProjectManager::Create();
   manager->OpenReadOnly(true);
   const std::vector<Keys> readOnly = Answers(manager->Open(store_.File()));
   EXPECT_EQ(testing::ReadFile(store_.File()), before);
@@ -92,7 +92,7 @@ TEST(ReadOnlyPlainFile, GetsWhatItLacksForTheConnection) {
   store.SetValue(1, 40, 7);
   store.Exec("DROP VIEW VLATTRVALUESVIEW_40; DROP TABLE VLHIERARCHYTABLETEMP; DROP TABLE VLDOCUMENTS");
   store.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
-  auto manager = platform::SqliteProjectManager::Create();
+  auto manager = platform::StoreProjectManager::Create();
   manager->OpenReadOnly(true);
   QueryEngine engine;
   std::string info;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 #include "store_fixture.h"
 

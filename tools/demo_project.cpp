@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "model/date_serial.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 
 namespace vlq::tools {

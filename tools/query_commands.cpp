@@ -7,7 +7,8 @@
 #include "engine/mod_main.h"
 #include "engine/query_engine.h"
 #include "model/query_def.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/project_location.h"
+#include "platform/store_project_manager.h"
 #include "services/failure.h"
 
 namespace vlq::tools {
@@ -16,18 +17,18 @@ namespace {
 // The open project with the manager that holds it: a project knows its
 // manager only as long as somebody keeps the manager.
 struct OpenedProject {
-  std::shared_ptr<platform::SqliteProjectManager> Manager;
+  std::shared_ptr<platform::StoreProjectManager> Manager;
   std::shared_ptr<vlq::Project> Opened;
 };
 
 OpenedProject OpenProject(const QueryRequest& request) {
   // The store would make a new empty file for a path that isn't there; a
   // query on a misspelt file name must fail instead.
-  if (!std::filesystem::is_regular_file(request.File)) {
+  if (!platform::IsServerLocation(request.File) && !std::filesystem::is_regular_file(request.File)) {
     throw Failure(kUnexpectedFailureNumber, "vlquery", "no such project file: " + request.File);
   }
   OpenedProject opened;
-  opened.Manager = platform::SqliteProjectManager::Create();
+  opened.Manager = platform::StoreProjectManager::Create();
   if (!request.DialectCode.empty()) opened.Manager->OverrideConnectionProperty("dbmsnamecode", request.DialectCode);
   if (request.SchemaGiven) opened.Manager->OverrideConnectionProperty("schema", request.Schema);
   opened.Opened = opened.Manager->Open(request.File, request.User);

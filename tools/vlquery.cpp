@@ -17,10 +17,12 @@
 #include "demo_project.h"
 #include "model/text_util.h"
 #include "platform/locale_services.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/project_location.h"
+#include "platform/store_project_manager.h"
 #include "query_commands.h"
 #include "services/components.h"
 #include "services/failure.h"
+#include "store_commands.h"
 
 namespace {
 
@@ -64,7 +66,7 @@ struct QueryArgs {
 };
 
 void AddQueryOptions(CLI::App& command, QueryArgs& args, bool withHierarchy) {
-  command.add_option("FILE", args.file, "The project file (.vlp)")->required();
+  command.add_option("FILE", args.file, "The project: a file (.vlp) or a postgresql:// URI")->required();
   command.add_option("QUERY", args.query, "The query; \"\" is the query for all items")->required();
   command.add_option("--by", args.by, "Lookup type of the names in the query (default prefix)")
       ->check(CLI::IsMember({"prefix", "key", "guid"}, CLI::ignore_case));
@@ -176,7 +178,7 @@ int main(int argc, char** argv) {
   std::string createFile;
   vlq::platform::NewProjectInfo createInfo;
   auto* create = app.add_subcommand("create", "Write an empty project: the schema and the project row, nothing else");
-  create->add_option("FILE", createFile, "The new project file (.vlp)")->required();
+  create->add_option("FILE", createFile, "The new project: a file (.vlp) or a postgresql:// URI")->required();
   create->add_option("--key", createInfo.Key, "The project key (default 1)")->check(CLI::Range(1L, 2147483647L));
   create->add_option("--prefix", createInfo.Prefix, "The project prefix (default PRJ)");
   create->add_option("--name", createInfo.Name, "The project name (default Project)");
@@ -186,11 +188,23 @@ int main(int argc, char** argv) {
   std::string demoFile;
   vlq::tools::DemoOptions demoOptions;
   auto* demo = app.add_subcommand("demo", "Write a sample project and the external project beside it");
-  demo->add_option("FILE", demoFile, "The new project file (.vlp); its external project is <stem>-ext.vlp")
+  demo->add_option("FILE", demoFile,
+                   "The new project: a file (.vlp), its external project <stem>-ext.vlp beside it, or a "
+                   "postgresql:// URI, its external project in the schema <schema>_ext")
       ->required();
   demo->add_option("--requirements", demoOptions.Requirements, "Requirements of the main project (default 200)")
       ->check(CLI::Range(1L, 100000000L));
   demo->add_option("--seed", demoOptions.Seed, "Seed of the generator: the same seed gives the same project");
+
+  // copy
+  std::string copyFrom;
+  std::string copyTo;
+  bool copyReplace = false;
+  auto* copy = app.add_subcommand(
+      "copy", "Copy a project and its external projects into another store: a file or a postgresql:// URI");
+  copy->add_option("FROM", copyFrom, "The project to copy")->required();
+  copy->add_option("TO", copyTo, "Where the copy goes; its external projects go beside it")->required();
+  copy->add_flag("--replace", copyReplace, "Replace projects that exist there (else nothing is copied)");
 
   // the query commands
   QueryArgs queryArgs;
@@ -227,11 +241,16 @@ int main(int argc, char** argv) {
 
   try {
     if (create->parsed()) {
-      vlq::platform::CreateProjectFile(createFile, createInfo);
+      vlq::platform::CreateProject(createFile, createInfo);
       return kExitSuccess;
     }
+    if (copy->parsed()) return vlq::tools::RunCopy(copyFrom, copyTo, copyReplace, std::cout);
     if (demo->parsed()) {
       if (::isatty(STDERR_FILENO)) demoOptions.Progress = ShowProgress;
+      if (vlq::platform::IsServerLocation(demoFile)) {
+        for (const std::string& line : vlq::tools::MakeDemoOnServer(demoFile, demoOptions)) std::cout << line << '\n';
+        return kExitSuccess;
+      }
       const vlq::tools::DemoSummary summary = vlq::tools::MakeDemoProject(demoFile, demoOptions);
       std::cout << summary.MainFile.string() << ": " << summary.Requirements << " requirements, " << summary.Traces
                 << " traces, " << summary.Discussions << " discussions\n"

@@ -1,0 +1,169 @@
+#include "platform/project_schema.h"
+
+#include <cstdio>
+#include <random>
+
+#include "model/text_util.h"
+
+namespace vlq::platform::schema {
+namespace {
+
+constexpr ColumnKind kKey = ColumnKind::Key;
+constexpr ColumnKind kInt = ColumnKind::Whole;
+constexpr ColumnKind kZero = ColumnKind::WholeZero;
+constexpr ColumnKind kText = ColumnKind::Text;
+constexpr ColumnKind kExact = ColumnKind::ExactText;
+constexpr ColumnKind kDate = ColumnKind::DateTime;
+
+}  // namespace
+
+const std::vector<TableDef>& Tables() {
+  static const std::vector<TableDef> tables = {
+      // The project service's structure.
+      {"VLPROJECT", {{"ID", kKey}, {"GUID", kText}, {"PREFIX", kText}, {"NAME", kText}}},
+      {"VLREQUIREMENTTYPES", {{"ID", kKey}, {"PREFIX", kText}, {"NAME", kText}, {"GUID", kText}}},
+      {"VLATTRIBUTES",
+       {{"ID", kKey}, {"REQUIREMENTTYPEID", kInt}, {"LABEL", kText}, {"GUID", kText}, {"DATATYPE", kInt}}},
+      {"VLUSERDEFINEDLISTITEMS",
+       {{"FIELDID", kInt}, {"ITEMID", kInt}, {"ITEMRANK", kInt}, {"ITEMTEXT", kText}, {"GUID", kText}}},
+      {"VLUSERDEFINEDLISTVALUES", {{"REQUIREMENTID", kInt}, {"FIELDID", kInt}, {"LISTITEMID", kInt}}},
+      {"VLUSERDEFINEDFIELDVALUES", {{"REQUIREMENTID", kInt}, {"FIELDID", kInt}, {"FIELDVALUE", ColumnKind::Value}}},
+      {"VLUSERS", {{"ID", kKey}, {"FULLNAME", kText}, {"GUID", kText}, {"GROUPID", kInt}, {"PRIVILEGED", kZero}}},
+      {"VLGROUPS", {{"ID", kKey}, {"NAME", kText}}},
+      {"VLDOCUMENTS", {{"ID", kKey}, {"NAME", kText}, {"GUID", kText}}},
+      {"VLEXTERNALPROJECTS",
+       {{"RELKEY", kInt},
+        {"PREFIX", kText},
+        {"GUID", kText},
+        {"PATH", kExact},
+        {"FILENAME", kExact},
+        {"ISDELETED", kZero}}},
+      {"VLCONNECTIONPROPERTIES", {{"NAME", kText}, {"VALUE", kExact}}},
+      // Requirements.
+      {"VLREQUIREMENTS",
+       {{"ID", kKey},
+        {"REQUIREMENTTYPEID", kInt},
+        {"REQUIREMENTNAME", kText},
+        {"REQUIREMENTTEXT", kText},
+        {"REQUIREMENTPREFIX", kText},
+        {"LONGTAGNUMBER", kText},
+        {"VERSIONNUMBER", kInt},
+        {"VERSIONDATETIME", kDate},
+        {"VERSIONREASON", kText},
+        {"VERSIONUSERID", kInt},
+        {"SUSPECTDATETIME", kDate},
+        {"BOOKMARKDOCUMENTID", kInt},
+        {"BOOKMARKNAME", kText},
+        {"DOCUMENTPOSITION", kInt},
+        {"FLAGS", kZero}}},
+      {"VLPROJECTREQUIREMENTS", {{"PROJECTID", kInt}, {"REQUIREMENTID", kInt}}},
+      {"VLTORELATIONSHIPS",
+       {{"REQUIREMENTID", kInt},
+        {"TOID", kInt},
+        {"EXTERNALPROJECTID", kZero},
+        {"EXTERNALPROJECTTOID", kZero},
+        {"TYPE", kZero},
+        {"STATE", kZero}}},
+      {"VLPACKAGES", {{"ID", kKey}, {"NAME", kText}}},
+      {"VLPACKAGEELEMENTS", {{"PACKAGEID", kInt}, {"REQUIREMENTID", kInt}}},
+      // Discussions.
+      {"VLDISCUSSIONS",
+       {{"ID", kKey},
+        {"ROOTID", kInt},
+        {"PARENTID", kZero},
+        {"SUBJECT", kText},
+        {"AUTHORID", kInt},
+        {"PRIORITY", kInt},
+        {"STATUS", kInt},
+        {"SUBMITDATETIME", kDate},
+        {"RESTRICTED", kZero}}},
+      {"VLPROJECTDISCUSSIONS", {{"PROJECTID", kInt}, {"DISCUSSIONID", kInt}}},
+      {"VLDISCUSSIONREQUIREMENTS", {{"DISCUSSIONID", kInt}, {"REQUIREMENTID", kInt}}},
+      {"VLDISCUSSIONUSERS", {{"DISCUSSIONID", kInt}, {"USERID", kInt}}},
+      {"VLDISCUSSIONGROUPS", {{"DISCUSSIONID", kInt}, {"GROUPID", kInt}}},
+      {"VLDISCUSSIONSREAD", {{"DISCUSSIONID", kInt}, {"USERID", kInt}}},
+      // Work tables, shared by all sessions and told apart by SESSIONID.
+      {"VLTRACETABLETEMP",
+       {{"ROOTID", kInt}, {"PROJECTID", kInt}, {"ID", kInt}, {"LVL", kInt}, {"SESSIONID", kInt}, {"STATUS", kInt}},
+       true},
+      {"VLTRACETABLEINDIR", {{"ID", kInt}, {"SESSIONID", kInt}}, true},
+      {"VLHIERARCHYTABLETEMP", {{"SESSIONID", kInt}, {"REQUIREMENTKEY", kInt}, {"LONGTAGNUMBER", kText}}, true},
+      // DATAORDER numbers the rows in the order of insertion, also for an
+      // INSERT ... SELECT ... ORDER BY: the tree order of a hierarchy rests on it.
+      {"VLHIERARCHYORDEREDLEVELSTEMP",
+       {{"DATAORDER", ColumnKind::InsertionOrder},
+        {"SESSIONID", kInt},
+        {"REQUIREMENTID", kInt},
+        {"LONGTAGNUMBER", kText}},
+       true},
+      {"VLHIERARCHYFINALORDERTEMP",
+       {{"SESSIONID", kInt}, {"REQUIREMENTID", kInt}, {"LONGTAGNUMBER", kText}, {"ORDERTAG", kText}},
+       true},
+  };
+  return tables;
+}
+
+const std::vector<IndexDef>& Indexes() {
+  // What the engine's statements look up: traces from both ends, project
+  // membership, values by attribute and requirement, work rows by session.
+  static const std::vector<IndexDef> indexes = {
+      {"VLIX_REQUIREMENTS_TYPE", "VLREQUIREMENTS", "REQUIREMENTTYPEID"},
+      {"VLIX_REQUIREMENTS_TAG", "VLREQUIREMENTS", "LONGTAGNUMBER"},
+      {"VLIX_PROJECTREQUIREMENTS_PROJECT", "VLPROJECTREQUIREMENTS", "PROJECTID, REQUIREMENTID"},
+      {"VLIX_PROJECTREQUIREMENTS_REQ", "VLPROJECTREQUIREMENTS", "REQUIREMENTID"},
+      {"VLIX_TORELATIONSHIPS_FROM", "VLTORELATIONSHIPS", "REQUIREMENTID, EXTERNALPROJECTID"},
+      {"VLIX_TORELATIONSHIPS_TO", "VLTORELATIONSHIPS", "TOID, EXTERNALPROJECTTOID"},
+      {"VLIX_PACKAGEELEMENTS_REQ", "VLPACKAGEELEMENTS", "REQUIREMENTID"},
+      {"VLIX_PACKAGEELEMENTS_PACKAGE", "VLPACKAGEELEMENTS", "PACKAGEID"},
+      {"VLIX_LISTVALUES_FIELD", "VLUSERDEFINEDLISTVALUES", "FIELDID, REQUIREMENTID"},
+      {"VLIX_LISTVALUES_REQ", "VLUSERDEFINEDLISTVALUES", "REQUIREMENTID"},
+      {"VLIX_LISTITEMS_FIELD", "VLUSERDEFINEDLISTITEMS", "FIELDID, ITEMID"},
+      {"VLIX_FIELDVALUES_FIELD", "VLUSERDEFINEDFIELDVALUES", "FIELDID, REQUIREMENTID"},
+      {"VLIX_FIELDVALUES_REQ", "VLUSERDEFINEDFIELDVALUES", "REQUIREMENTID"},
+      {"VLIX_ATTRIBUTES_TYPE", "VLATTRIBUTES", "REQUIREMENTTYPEID"},
+      {"VLIX_DISCUSSIONS_ROOT", "VLDISCUSSIONS", "ROOTID"},
+      {"VLIX_PROJECTDISCUSSIONS_PROJECT", "VLPROJECTDISCUSSIONS", "PROJECTID, DISCUSSIONID"},
+      {"VLIX_PROJECTDISCUSSIONS_DISC", "VLPROJECTDISCUSSIONS", "DISCUSSIONID"},
+      {"VLIX_DISCREQ_DISC", "VLDISCUSSIONREQUIREMENTS", "DISCUSSIONID"},
+      {"VLIX_DISCREQ_REQ", "VLDISCUSSIONREQUIREMENTS", "REQUIREMENTID"},
+      {"VLIX_DISCUSERS_DISC", "VLDISCUSSIONUSERS", "DISCUSSIONID, USERID"},
+      {"VLIX_DISCGROUPS_DISC", "VLDISCUSSIONGROUPS", "DISCUSSIONID, GROUPID"},
+      {"VLIX_DISCREAD_DISC", "VLDISCUSSIONSREAD", "DISCUSSIONID, USERID"},
+      {"VLIX_DISCREAD_USER", "VLDISCUSSIONSREAD", "USERID"},
+      {"VLIX_TRACETEMP_LEVEL", "VLTRACETABLETEMP", "SESSIONID, LVL"},
+      {"VLIX_TRACETEMP_ID", "VLTRACETABLETEMP", "SESSIONID, ID"},
+      {"VLIX_TRACEINDIR_SESSION", "VLTRACETABLEINDIR", "SESSIONID, ID"},
+      {"VLIX_HIERTEMP_SESSION", "VLHIERARCHYTABLETEMP", "SESSIONID, REQUIREMENTKEY"},
+      {"VLIX_HIERTEMP_TAG", "VLHIERARCHYTABLETEMP", "SESSIONID, LONGTAGNUMBER"},
+      {"VLIX_HIERLEVELS_SESSION", "VLHIERARCHYORDEREDLEVELSTEMP", "SESSIONID"},
+      {"VLIX_HIERFINAL_TAG", "VLHIERARCHYFINALORDERTEMP", "SESSIONID, LONGTAGNUMBER"},
+  };
+  return indexes;
+}
+
+const TableDef* FindTable(std::string_view name) {
+  for (const TableDef& table : Tables()) {
+    if (text::EqualsNoCase(table.Name, name)) return &table;
+  }
+  return nullptr;
+}
+
+std::string AttrViewName(long attrKey) { return "VLATTRVALUESVIEW_" + std::to_string(attrKey); }
+
+bool IsNumericDataType(int dataType) { return dataType >= 2 && dataType <= 5; }
+
+bool IsListDataType(int dataType) { return dataType == 0 || dataType == 10; }
+
+std::string NewGuid() {
+  static thread_local std::mt19937_64 rng{std::random_device{}()};
+  const std::uint64_t a = rng();
+  const std::uint64_t b = rng();
+  char buf[48];
+  std::snprintf(buf, sizeof buf, "{%08X-%04X-4%03X-%04X-%012llX}", static_cast<unsigned>(a >> 32),
+                static_cast<unsigned>((a >> 16) & 0xFFFF), static_cast<unsigned>(a & 0xFFF),
+                static_cast<unsigned>(0x8000 | ((b >> 48) & 0x3FFF)),
+                static_cast<unsigned long long>(b & 0xFFFFFFFFFFFFull));
+  return buf;
+}
+
+}  // namespace vlq::platform::schema
