@@ -4,7 +4,8 @@
 # and fails.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev)
+packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev
+  libxml2-dev libzip-dev uuid-dev libxml2-utils)
 
 missing=()
 for package in "${packages[@]}"; do

@@ -19,6 +19,7 @@
 #include "platform/locale_services.h"
 #include "platform/sqlite_project_manager.h"
 #include "query_commands.h"
+#include "reqif_commands.h"
 #include "services/components.h"
 #include "services/failure.h"
 
@@ -163,6 +164,11 @@ void ShowProgress(const std::string& phase, long done, long total) {
   std::fflush(stderr);
 }
 
+// The progress of import and export on a terminal, in the same form.
+void ShowLongProgress(const std::string& phase, long long done, long long total) {
+  ShowProgress(phase, static_cast<long>(total > 0 ? done * 1000 / total : 1000), 1000);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -191,6 +197,15 @@ int main(int argc, char** argv) {
   demo->add_option("--requirements", demoOptions.Requirements, "Requirements of the main project (default 200)")
       ->check(CLI::Range(1L, 100000000L));
   demo->add_option("--seed", demoOptions.Seed, "Seed of the generator: the same seed gives the same project");
+
+  // import
+  vlq::tools::ImportRequest importRequest;
+  auto* import = app.add_subcommand("import", "Make a new project from a ReqIF file (.reqif) or archive (.reqifz)");
+  import->add_option("SOURCE", importRequest.Source, "The ReqIF file or archive")->required();
+  import->add_option("FILE", importRequest.Project, "The new project file (.vlp)")->required();
+  import->add_flag("--replace", importRequest.Replace, "Replace the project file if it exists");
+  import->add_flag("--skip-invalid-values", importRequest.SkipInvalidValues,
+                   "Leave values that break their data type out (counted in the summary) instead of refusing the file");
 
   // the query commands
   QueryArgs queryArgs;
@@ -238,6 +253,10 @@ int main(int argc, char** argv) {
                 << summary.ExtFile.string() << ": " << summary.ExtRequirements
                 << " requirements (external project EXT)\n";
       return kExitSuccess;
+    }
+    if (import->parsed()) {
+      if (::isatty(STDERR_FILENO)) importRequest.Progress = ShowLongProgress;
+      return vlq::tools::RunImport(importRequest, std::cout, std::cerr);
     }
     for (const auto& [sub, command] : commandOf) {
       if (sub->parsed()) return RunQuery(command, queryArgs);

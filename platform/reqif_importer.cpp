@@ -1,0 +1,1479 @@
+#include "platform/reqif_importer.h"
+
+#include <libxml/xmlreader.h>
+#include <sqlite3.h>
+#include <unistd.h>
+#include <zip.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "model/text_util.h"
+#include "platform/reqif_common.h"
+#include "platform/sqlite_project_manager.h"
+#include "services/failure.h"
+
+namespace vlq::platform {
+namespace {
+
+constexpr const char* kSource = "ReqifImporter";
+constexpr long kProjectKey = 1;
+
+// An expected failure while reading: the file can't be read as ReqIF. The
+// text is complete ("<file>:<line>: ...").
+struct ReadError {
+  std::string Message;
+};
+
+// ---- Element names ---------------------------------------------------------------
+
+enum class Tag : std::uint8_t {
+  Other,
+  ReqIf,
+  ReqIfHeader,
+  Title,
+  DatatypeDefinition,
+  EnumValue,
+  SpecObjectType,
+  OtherSpecType,
+  AttributeDefinition,
+  DefaultValue,
+  Type,
+  AttributeValue,
+  Definition,
+  Values,
+  TheValue,
+  SpecObject,
+  SpecRelation,
+  Source,
+  Target,
+  Specification,
+  SpecHierarchy,
+  Object,
+  ToolExtension,
+  Ref,
+};
+
+// The data type of a definition or value element, from its name's ending.
+enum class Kind : std::uint8_t { None, Boolean, Date, Enumeration, Integer, Real, String, Xhtml };
+
+Kind KindOfSuffix(std::string_view suffix) {
+  if (suffix == "BOOLEAN") return Kind::Boolean;
+  if (suffix == "DATE") return Kind::Date;
+  if (suffix == "ENUMERATION") return Kind::Enumeration;
+  if (suffix == "INTEGER") return Kind::Integer;
+  if (suffix == "REAL") return Kind::Real;
+  if (suffix == "STRING") return Kind::String;
+  if (suffix == "XHTML") return Kind::Xhtml;
+  return Kind::None;
+}
+
+const char* KindName(Kind kind) {
+  switch (kind) {
+    case Kind::Boolean: return "BOOLEAN";
+    case Kind::Date: return "DATE";
+    case Kind::Enumeration: return "ENUMERATION";
+    case Kind::Integer: return "INTEGER";
+    case Kind::Real: return "REAL";
+    case Kind::String: return "STRING";
+    case Kind::Xhtml: return "XHTML";
+    default: return "?";
+  }
+}
+
+struct TagInfo {
+  Tag tag = Tag::Other;
+  Kind kind = Kind::None;
+};
+
+TagInfo ClassifyName(std::string_view name) {
+  static const std::unordered_map<std::string_view, Tag> kPlain{
+      {"REQ-IF", Tag::ReqIf},
+      {"REQ-IF-HEADER", Tag::ReqIfHeader},
+      {"TITLE", Tag::Title},
+      {"ENUM-VALUE", Tag::EnumValue},
+      {"SPEC-OBJECT-TYPE", Tag::SpecObjectType},
+      {"SPECIFICATION-TYPE", Tag::OtherSpecType},
+      {"SPEC-RELATION-TYPE", Tag::OtherSpecType},
+      {"RELATION-GROUP-TYPE", Tag::OtherSpecType},
+      {"DEFAULT-VALUE", Tag::DefaultValue},
+      {"TYPE", Tag::Type},
+      {"DEFINITION", Tag::Definition},
+      {"VALUES", Tag::Values},
+      {"THE-VALUE", Tag::TheValue},
+      {"SPEC-OBJECT", Tag::SpecObject},
+      {"SPEC-RELATION", Tag::SpecRelation},
+      {"SOURCE", Tag::Source},
+      {"TARGET", Tag::Target},
+      {"SPECIFICATION", Tag::Specification},
+      {"SPEC-HIERARCHY", Tag::SpecHierarchy},
+      {"OBJECT", Tag::Object},
+      {"REQ-IF-TOOL-EXTENSION", Tag::ToolExtension},
+  };
+  if (auto it = kPlain.find(name); it != kPlain.end()) return {it->second, Kind::None};
+  if (name.ends_with("-REF")) return {Tag::Ref, Kind::None};
+  for (const auto& [head, tag] : {std::pair<std::string_view, Tag>{"DATATYPE-DEFINITION-", Tag::DatatypeDefinition},
+                                  {"ATTRIBUTE-DEFINITION-", Tag::AttributeDefinition},
+                                  {"ATTRIBUTE-VALUE-", Tag::AttributeValue}}) {
+    if (name.starts_with(head)) {
+      const Kind kind = KindOfSuffix(name.substr(head.size()));
+      if (kind != Kind::None) return {tag, kind};
+    }
+  }
+  return {};
+}
+
+// ---- XHTML to plain text -------------------------------------------------------------
+
+bool IsBlockElement(std::string_view name) {
+  static const std::set<std::string_view> kBlocks{
+      "address", "blockquote", "br",  "caption", "dd", "div", "dl", "dt", "h1",  "h2",    "h3", "h4",
+      "h5",      "h6",         "hr",  "li",      "ol", "p",   "pre", "table", "tbody", "thead", "tfoot", "tr",
+      "ul"};
+  return kBlocks.count(name) != 0;
+}
+
+// Collects the text of an XHTML value: blanks run together as a browser
+// shows them, block elements break lines, table cells are parted by a tab.
+class PlainText {
+ public:
+  void Clear() {
+    text_.clear();
+    pendingSpace_ = false;
+    pendingBreaks_ = 0;
+  }
+  void Text(std::string_view s) {
+    for (char c : s) {
+      if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+        pendingSpace_ = true;
+        continue;
+      }
+      Flush();
+      text_ += c;
+    }
+  }
+  void Break() {
+    pendingSpace_ = false;
+    if (!text_.empty()) pendingBreaks_ = 1;
+  }
+  void Cell() {
+    if (!text_.empty() && pendingBreaks_ == 0) {
+      pendingSpace_ = false;
+      text_ += '\t';
+    }
+  }
+  const std::string& Result() const { return text_; }
+
+ private:
+  void Flush() {
+    if (pendingBreaks_ > 0) {
+      text_ += '\n';
+    } else if (pendingSpace_ && !text_.empty() && text_.back() != '\t') {
+      text_ += ' ';
+    }
+    pendingBreaks_ = 0;
+    pendingSpace_ = false;
+  }
+  std::string text_;
+  bool pendingSpace_ = false;
+  int pendingBreaks_ = 0;
+};
+
+// ---- What the file defines -------------------------------------------------------------
+
+struct EnumItem {
+  std::string Identifier;
+  std::string Text;
+};
+
+struct Datatype {
+  Kind kind = Kind::None;
+  std::vector<EnumItem> Items;
+};
+
+enum class Role : std::uint8_t { User, Name, ChapterName, Text };
+
+struct Value {
+  Kind kind = Kind::None;
+  int Attr = -1;            // index into attrs_, once the definition is known
+  std::string DefinitionRef;
+  std::string Text;         // THE-VALUE, or the plain text of XHTML
+  bool HasText = false;
+  std::vector<std::string> EnumRefs;
+  int Line = 0;
+};
+
+struct AttrDef {
+  std::string Identifier;
+  std::string Label;
+  Kind kind = Kind::None;
+  bool Multi = false;
+  std::string DatatypeRef;
+  int Owner = -1;  // index into types_; -1 for the attributes of other spec types
+  Role role = Role::User;
+  long Key = 0;    // VLATTRIBUTES.ID; 0 for a definition that fills a system field
+  int DataType = 1;
+  std::unordered_map<std::string, long> ItemKeys;  // ENUM-VALUE identifier -> ITEMID
+  std::optional<Value> Default;
+  int Line = 0;
+};
+
+struct ObjType {
+  std::string Identifier;
+  std::string Name;
+  std::string Prefix;
+  std::string PrefixWanted;  // from this system's tool extension
+  std::string GUID;
+  long Key = 0;
+  std::vector<int> Attrs;
+  long Requirements = 0;
+  long Roots = 0;
+};
+
+struct ObjectInfo {
+  long Key = 0;
+  int Type = 0;
+};
+
+struct HierNode {
+  int Parent = -1;
+  int Spec = 0;
+  std::string ObjectRef;
+  int Line = 0;
+};
+
+struct Relation {
+  std::string Source;
+  std::string Target;
+};
+
+struct SpecDoc {
+  std::string Identifier;
+  std::string Name;
+  long Key = 0;
+};
+
+// The tool extension of this system, written by the exporter: the prefixes
+// of requirement types and the attributes that hold a time of day.
+constexpr std::string_view kExtensionNamespace = "urn:vlqueryengine:reqif";
+
+// ---- Reading input: a file or the entries of a zip archive ----------------------------
+
+struct InputStream {
+  std::FILE* file = nullptr;
+  zip_file_t* entry = nullptr;
+  long long* consumed = nullptr;
+  std::function<void()> tick;
+};
+
+int ReadInput(void* context, char* buffer, int length) {
+  auto* in = static_cast<InputStream*>(context);
+  long long got = 0;
+  if (in->file) {
+    got = static_cast<long long>(std::fread(buffer, 1, static_cast<std::size_t>(length), in->file));
+    if (got == 0 && std::ferror(in->file)) return -1;
+  } else if (in->entry) {
+    got = zip_fread(in->entry, buffer, static_cast<zip_uint64_t>(length));
+    if (got < 0) return -1;
+  }
+  *in->consumed += got;
+  if (in->tick) in->tick();
+  return static_cast<int>(got);
+}
+
+int CloseInput(void*) { return 0; }
+
+// ---- The importer -----------------------------------------------------------------------
+
+class ImportRun {
+ public:
+  ImportRun(std::filesystem::path source, const ReqifImportOptions& options)
+      : source_(std::move(source)), options_(options) {}
+  ~ImportRun() {
+    insRequirement_.reset();
+    insMember_.reset();
+    insIdentifier_.reset();
+    insField_.reset();
+    insList_.reset();
+    insAttr_.reset();
+    insItem_.reset();
+    insDocument_.reset();
+    if (db_) sqlite3_close_v2(db_);
+  }
+  ImportRun(const ImportRun&) = delete;
+  ImportRun& operator=(const ImportRun&) = delete;
+
+  ReqifImportSummary Run(const std::filesystem::path& temporary);
+
+ private:
+  // Reading
+  void ReadDocument(xmlTextReaderPtr reader, const std::string& shownName);
+  void StartElement(xmlTextReaderPtr reader, std::string_view name);
+  void EndElement();
+  void OnText(std::string_view text);
+  [[noreturn]] void Fail(const std::string& what) const;
+  // A value that breaks its data type: an error, or left out and counted
+  // when the options say so.
+  void Invalid(int line, const std::string& what);
+  std::string Attribute(xmlTextReaderPtr reader, const char* name) const;
+  Tag Parent(std::size_t up = 1) const {
+    return stack_.size() > up ? stack_[stack_.size() - 1 - up] : Tag::Other;
+  }
+
+  // The parts of the file
+  void EndDatatype();
+  void EndAttributeDefinition();
+  void EndSpecType();
+  void EndValue();
+  void EndObject();
+  void EndSpecification();
+  void EndRef();
+  void ToolDirective(xmlTextReaderPtr reader, std::string_view name);
+
+  // Writing
+  void OpenStore(const std::filesystem::path& temporary);
+  void WriteType(ObjType& type);
+  void WriteAttribute(AttrDef& attr, ObjType& type);
+  int UndefinedType(const std::string& typeRef);
+  void WriteValue(long requirement, const AttrDef& attr, const Value& value);
+  void Finish();
+  void PlaceObjects(std::vector<std::string>& tags, std::vector<long>& documents, std::vector<long>& positions);
+  void AssignPrefixes();
+  void Skip(const std::string& reason, long count = 1) { summary_.Skipped[reason] += count; }
+  void Note(const std::string& what, long count = 1) { summary_.Notes[what] += count; }
+
+  std::filesystem::path source_;
+  const ReqifImportOptions& options_;
+  ReqifImportSummary summary_;
+
+  // Reading state
+  std::string shownName_;
+  xmlTextReaderPtr reader_ = nullptr;
+  std::vector<Tag> stack_;
+  std::vector<Kind> kinds_;  // the kind of each open element, beside stack_
+  bool collecting_ = false;
+  std::string collected_;
+  int xhtmlDepth_ = 0;  // > 0 inside the THE-VALUE of an XHTML value
+  PlainText plain_;
+  bool inTitle_ = false;
+  std::unordered_map<const xmlChar*, TagInfo> tagCache_;
+
+  int curDatatype_ = -1;
+  std::optional<EnumItem> curEnumValue_;
+  bool inSpecType_ = false;
+  bool curSpecTypeIsObjectType_ = false;
+  ObjType curType_;
+  std::vector<int> curSpecTypeAttrs_;
+  int curAttr_ = -1;
+  std::optional<Value> curValue_;
+  bool inObject_ = false;
+  std::string objIdentifier_;
+  std::string objLastChange_;
+  std::string objTypeRef_;
+  std::vector<Value> objValues_;
+  int objLine_ = 0;
+  bool inRelation_ = false;
+  Relation curRelation_;
+  int curSpec_ = -1;
+  std::string specName_;
+  std::vector<int> hierStack_;
+
+  // What was read
+  std::string projectName_;
+  std::string projectIdentifier_;
+  std::vector<Datatype> datatypes_;
+  std::unordered_map<std::string, int> datatypeById_;
+  std::vector<AttrDef> attrs_;
+  std::unordered_map<std::string, int> attrById_;
+  std::vector<ObjType> types_;
+  std::unordered_map<std::string, int> typeById_;
+  std::unordered_map<std::string, int> undefinedTypes_;
+  std::unordered_map<std::string, ObjectInfo> objects_;
+  std::vector<int> keyType_;  // the type index of each requirement, by key - 1
+  std::vector<HierNode> nodes_;
+  std::vector<Relation> relations_;
+  std::vector<SpecDoc> specs_;
+  std::vector<std::string> timeAttrs_;  // identifiers of INTEGER definitions holding times of day
+  std::set<std::string> itemGuids_;
+
+  // Store
+  ::sqlite3* db_ = nullptr;
+  std::unique_ptr<reqif::BulkStatement> insRequirement_, insMember_, insIdentifier_, insField_, insList_, insAttr_,
+      insItem_, insDocument_;
+  long nextAttrKey_ = 1;
+  long nextItemKey_ = 1;
+  long nextRequirementKey_ = 1;
+  long nextDocumentKey_ = 1;
+};
+
+// ---- Reading ------------------------------------------------------------------------------
+
+void ImportRun::Fail(const std::string& what) const {
+  const int line = reader_ ? xmlTextReaderGetParserLineNumber(reader_) : 0;
+  throw ReadError{shownName_ + ":" + std::to_string(line) + ": " + what};
+}
+
+std::string ImportRun::Attribute(xmlTextReaderPtr reader, const char* name) const {
+  xmlChar* value = xmlTextReaderGetAttribute(reader, BAD_CAST name);
+  if (!value) return {};
+  std::string text(reinterpret_cast<const char*>(value));
+  xmlFree(value);
+  return text;
+}
+
+struct ErrorCapture {
+  std::string message;
+  int line = 0;
+};
+
+void CaptureError(void* context, xmlErrorPtr error) {
+  auto* capture = static_cast<ErrorCapture*>(context);
+  if (!error || error->level < XML_ERR_ERROR || !capture->message.empty()) return;
+  std::string message = error->message ? error->message : "unreadable XML";
+  while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) message.pop_back();
+  capture->message = message;
+  capture->line = error->line;
+}
+
+void ImportRun::ReadDocument(xmlTextReaderPtr reader, const std::string& shownName) {
+  shownName_ = shownName;
+  reader_ = reader;
+  ErrorCapture capture;
+  xmlTextReaderSetStructuredErrorHandler(reader, CaptureError, &capture);
+  stack_.clear();
+  kinds_.clear();
+  bool sawRoot = false;
+  for (;;) {
+    const int rc = xmlTextReaderRead(reader);
+    if (rc == 0) break;
+    if (rc < 0 || !capture.message.empty()) {
+      const std::string what = capture.message.empty() ? "the file is not well-formed XML" : capture.message;
+      throw ReadError{shownName_ + ":" + std::to_string(capture.line > 0 ? capture.line
+                                                                          : xmlTextReaderGetParserLineNumber(reader)) +
+                      ": " + what};
+    }
+    switch (xmlTextReaderNodeType(reader)) {
+      case XML_READER_TYPE_ELEMENT: {
+        const auto* local = reinterpret_cast<const char*>(xmlTextReaderConstLocalName(reader));
+        const std::string_view name(local ? local : "");
+        if (!sawRoot) {
+          if (name != "REQ-IF") Fail("not a ReqIF file: the root element is <" + std::string(name) + ">, not <REQ-IF>");
+          sawRoot = true;
+        }
+        const bool empty = xmlTextReaderIsEmptyElement(reader) == 1;
+        StartElement(reader, name);
+        if (empty) EndElement();
+        break;
+      }
+      case XML_READER_TYPE_END_ELEMENT:
+        EndElement();
+        break;
+      case XML_READER_TYPE_TEXT:
+      case XML_READER_TYPE_CDATA:
+      case XML_READER_TYPE_WHITESPACE:
+      case XML_READER_TYPE_SIGNIFICANT_WHITESPACE: {
+        const auto* value = reinterpret_cast<const char*>(xmlTextReaderConstValue(reader));
+        if (value) OnText(value);
+        break;
+      }
+      case XML_READER_TYPE_DOCUMENT_TYPE:
+        // ReqIF has no document type; one here could only declare entities,
+        // which are refused rather than expanded or fetched.
+        Fail("document type declarations (<!DOCTYPE ...>) are not accepted in ReqIF files");
+      case XML_READER_TYPE_ENTITY_REFERENCE:
+        Fail("entity references are not accepted in ReqIF files");
+      default:
+        break;
+    }
+  }
+  if (!sawRoot) Fail("the file holds no XML element");
+  reader_ = nullptr;
+}
+
+void ImportRun::OnText(std::string_view text) {
+  if (xhtmlDepth_ > 0) {
+    plain_.Text(text);
+  } else if (collecting_ || inTitle_) {
+    collected_ += text;
+  }
+}
+
+void ImportRun::StartElement(xmlTextReaderPtr reader, std::string_view name) {
+  if (xhtmlDepth_ > 0) {
+    // Inside an XHTML value: every element is markup of the text.
+    ++xhtmlDepth_;
+    stack_.push_back(Tag::Other);
+    kinds_.push_back(Kind::None);
+    if (name == "td" || name == "th") plain_.Cell();
+    else if (IsBlockElement(name)) plain_.Break();
+    return;
+  }
+  // The reader keeps one copy of every name: the pointer finds it again.
+  const xmlChar* interned = xmlTextReaderConstLocalName(reader);
+  auto cached = tagCache_.find(interned);
+  if (cached == tagCache_.end()) cached = tagCache_.emplace(interned, ClassifyName(name)).first;
+  const TagInfo info = cached->second;
+  const Tag parent = stack_.empty() ? Tag::Other : stack_.back();
+  stack_.push_back(info.tag);
+  kinds_.push_back(info.kind);
+
+  switch (info.tag) {
+    case Tag::ReqIfHeader:
+      projectIdentifier_ = Attribute(reader, "IDENTIFIER");
+      break;
+    case Tag::Title:
+      if (parent == Tag::ReqIfHeader) {
+        inTitle_ = true;
+        collected_.clear();
+      }
+      break;
+    case Tag::DatatypeDefinition: {
+      const std::string id = Attribute(reader, "IDENTIFIER");
+      curDatatype_ = static_cast<int>(datatypes_.size());
+      datatypes_.push_back({info.kind, {}});
+      if (!id.empty()) datatypeById_.emplace(id, curDatatype_);
+      break;
+    }
+    case Tag::EnumValue:
+      if (curDatatype_ >= 0) {
+        curEnumValue_ = EnumItem{Attribute(reader, "IDENTIFIER"), Attribute(reader, "LONG-NAME")};
+        if (curEnumValue_->Text.empty()) curEnumValue_->Text = curEnumValue_->Identifier;
+      }
+      break;
+    case Tag::SpecObjectType:
+    case Tag::OtherSpecType:
+      inSpecType_ = true;
+      curSpecTypeIsObjectType_ = info.tag == Tag::SpecObjectType;
+      curType_ = ObjType{};
+      curType_.Identifier = Attribute(reader, "IDENTIFIER");
+      curType_.Name = text::Trim(Attribute(reader, "LONG-NAME"));
+      if (curType_.Name.empty()) curType_.Name = curType_.Identifier;
+      curSpecTypeAttrs_.clear();
+      break;
+    case Tag::AttributeDefinition: {
+      if (!inSpecType_) break;
+      AttrDef attr;
+      attr.Identifier = Attribute(reader, "IDENTIFIER");
+      attr.Label = text::Trim(Attribute(reader, "LONG-NAME"));
+      if (attr.Label.empty()) attr.Label = attr.Identifier;
+      attr.kind = info.kind;
+      attr.Multi = Attribute(reader, "MULTI-VALUED") == "true";
+      attr.Line = xmlTextReaderGetParserLineNumber(reader);
+      curAttr_ = static_cast<int>(attrs_.size());
+      attrs_.push_back(std::move(attr));
+      break;
+    }
+    case Tag::AttributeValue: {
+      Value value;
+      value.kind = info.kind;
+      value.Line = xmlTextReaderGetParserLineNumber(reader);
+      if (info.kind != Kind::Xhtml && info.kind != Kind::Enumeration) {
+        xmlChar* theValue = xmlTextReaderGetAttribute(reader, BAD_CAST "THE-VALUE");
+        if (theValue) {
+          value.Text = reinterpret_cast<const char*>(theValue);
+          value.HasText = true;
+          xmlFree(theValue);
+        }
+      }
+      curValue_ = std::move(value);
+      break;
+    }
+    case Tag::TheValue:
+      if (parent == Tag::AttributeValue && curValue_ && curValue_->kind == Kind::Xhtml) {
+        xhtmlDepth_ = 1;
+        plain_.Clear();
+      }
+      break;
+    case Tag::SpecObject:
+      inObject_ = true;
+      objIdentifier_ = Attribute(reader, "IDENTIFIER");
+      objLastChange_ = Attribute(reader, "LAST-CHANGE");
+      objTypeRef_.clear();
+      objValues_.clear();
+      objLine_ = xmlTextReaderGetParserLineNumber(reader);
+      break;
+    case Tag::SpecRelation:
+      inRelation_ = true;
+      curRelation_ = {};
+      break;
+    case Tag::Specification:
+      curSpec_ = static_cast<int>(specs_.size());
+      specs_.push_back({Attribute(reader, "IDENTIFIER"), text::Trim(Attribute(reader, "LONG-NAME")), 0});
+      specName_.clear();
+      hierStack_.clear();
+      break;
+    case Tag::SpecHierarchy:
+      if (curSpec_ >= 0) {
+        nodes_.push_back({hierStack_.empty() ? -1 : hierStack_.back(), curSpec_, {},
+                          xmlTextReaderGetParserLineNumber(reader)});
+        hierStack_.push_back(static_cast<int>(nodes_.size()) - 1);
+      }
+      break;
+    case Tag::Ref:
+      collecting_ = true;
+      collected_.clear();
+      break;
+    case Tag::Other:
+      if (parent == Tag::ToolExtension || (stack_.size() > 2 && stack_[stack_.size() - 3] == Tag::ToolExtension)) {
+        ToolDirective(reader, name);
+      }
+      break;
+    default:
+      break;
+  }
+}
+
+void ImportRun::ToolDirective(xmlTextReaderPtr reader, std::string_view name) {
+  const auto* ns = reinterpret_cast<const char*>(xmlTextReaderConstNamespaceUri(reader));
+  if (!ns || std::string_view(ns) != kExtensionNamespace) return;
+  if (name == "REQUIREMENT-TYPE") {
+    const std::string typeRef = Attribute(reader, "SPEC-OBJECT-TYPE");
+    if (auto it = typeById_.find(typeRef); it != typeById_.end()) {
+      types_[static_cast<std::size_t>(it->second)].PrefixWanted = text::Upper(Attribute(reader, "PREFIX"));
+    }
+  } else if (name == "TIME-OF-DAY") {
+    timeAttrs_.push_back(Attribute(reader, "ATTRIBUTE-DEFINITION"));
+  }
+}
+
+void ImportRun::EndElement() {
+  if (stack_.empty()) return;
+  const Tag tag = stack_.back();
+  if (xhtmlDepth_ > 0) {
+    --xhtmlDepth_;
+    if (xhtmlDepth_ == 0) {
+      // The end of THE-VALUE itself.
+      if (curValue_) {
+        curValue_->Text = plain_.Result();
+        curValue_->HasText = true;
+      }
+    } else {
+      plain_.Break();
+      stack_.pop_back();
+      kinds_.pop_back();
+      return;
+    }
+  }
+  switch (tag) {
+    case Tag::Title:
+      if (inTitle_) {
+        projectName_ = text::Trim(collected_);
+        inTitle_ = false;
+      }
+      break;
+    case Tag::DatatypeDefinition:
+      EndDatatype();
+      break;
+    case Tag::EnumValue:
+      if (curEnumValue_ && curDatatype_ >= 0) {
+        datatypes_[static_cast<std::size_t>(curDatatype_)].Items.push_back(std::move(*curEnumValue_));
+      }
+      curEnumValue_.reset();
+      break;
+    case Tag::AttributeDefinition:
+      EndAttributeDefinition();
+      break;
+    case Tag::SpecObjectType:
+    case Tag::OtherSpecType:
+      EndSpecType();
+      break;
+    case Tag::AttributeValue:
+      EndValue();
+      break;
+    case Tag::SpecObject:
+      EndObject();
+      break;
+    case Tag::SpecRelation:
+      if (inRelation_) relations_.push_back(std::move(curRelation_));
+      inRelation_ = false;
+      break;
+    case Tag::Specification:
+      EndSpecification();
+      break;
+    case Tag::SpecHierarchy:
+      if (!hierStack_.empty()) hierStack_.pop_back();
+      break;
+    case Tag::Ref:
+      EndRef();
+      break;
+    default:
+      break;
+  }
+  stack_.pop_back();
+  kinds_.pop_back();
+}
+
+// A reference's text, handed to what holds it. stack_ still holds the ref.
+void ImportRun::EndRef() {
+  collecting_ = false;
+  std::string ref = text::Trim(collected_);
+  // Line breaks and tabs around an identifier are no part of it either.
+  while (!ref.empty() && (ref.back() == '\n' || ref.back() == '\r' || ref.back() == '\t')) ref.pop_back();
+  while (!ref.empty() && (ref.front() == '\n' || ref.front() == '\r' || ref.front() == '\t')) ref.erase(0, 1);
+  const Tag parent = Parent(1);
+  const Tag grand = Parent(2);
+  if (parent == Tag::Type && grand == Tag::AttributeDefinition && curAttr_ >= 0) {
+    attrs_[static_cast<std::size_t>(curAttr_)].DatatypeRef = std::move(ref);
+  } else if (parent == Tag::Definition && grand == Tag::AttributeValue && curValue_) {
+    curValue_->DefinitionRef = std::move(ref);
+  } else if (parent == Tag::Values && grand == Tag::AttributeValue && curValue_) {
+    curValue_->EnumRefs.push_back(std::move(ref));
+  } else if (parent == Tag::Type && grand == Tag::SpecObject && inObject_) {
+    objTypeRef_ = std::move(ref);
+  } else if (parent == Tag::Source && inRelation_) {
+    curRelation_.Source = std::move(ref);
+  } else if (parent == Tag::Target && inRelation_) {
+    curRelation_.Target = std::move(ref);
+  } else if (parent == Tag::Object && grand == Tag::SpecHierarchy && !hierStack_.empty()) {
+    nodes_[static_cast<std::size_t>(hierStack_.back())].ObjectRef = std::move(ref);
+  }
+}
+
+void ImportRun::EndDatatype() { curDatatype_ = -1; }
+
+void ImportRun::EndAttributeDefinition() {
+  if (curAttr_ < 0) return;
+  if (inSpecType_) curSpecTypeAttrs_.push_back(curAttr_);
+  curAttr_ = -1;
+}
+
+void ImportRun::EndSpecType() {
+  inSpecType_ = false;
+  const int typeIndex = curSpecTypeIsObjectType_ ? static_cast<int>(types_.size()) : -1;
+  for (int a : curSpecTypeAttrs_) {
+    AttrDef& attr = attrs_[static_cast<std::size_t>(a)];
+    attr.Owner = typeIndex;
+    if (attr.Label == "ReqIF.Name") attr.role = Role::Name;
+    else if (attr.Label == "ReqIF.ChapterName") attr.role = Role::ChapterName;
+    else if (attr.Label == "ReqIF.Text") attr.role = Role::Text;
+    if (!attr.Identifier.empty() && !attrById_.emplace(attr.Identifier, a).second) {
+      Skip("attribute definitions whose identifier is defined twice");
+      attr.Owner = -1;
+      attr.role = Role::User;
+    }
+  }
+  if (!curSpecTypeIsObjectType_) return;
+  if (!curType_.Identifier.empty() && typeById_.count(curType_.Identifier)) {
+    Skip("requirement types whose identifier is defined twice");
+    for (int a : curSpecTypeAttrs_) attrs_[static_cast<std::size_t>(a)].Owner = -1;
+    return;
+  }
+  curType_.Attrs = curSpecTypeAttrs_;
+  types_.push_back(std::move(curType_));
+  ObjType& type = types_.back();
+  if (!type.Identifier.empty()) typeById_.emplace(type.Identifier, typeIndex);
+  WriteType(type);
+}
+
+void ImportRun::EndValue() {
+  if (!curValue_) return;
+  Value value = std::move(*curValue_);
+  curValue_.reset();
+  xhtmlDepth_ = 0;
+  const Tag parent = Parent(1);
+  if (parent == Tag::DefaultValue && curAttr_ >= 0) {
+    attrs_[static_cast<std::size_t>(curAttr_)].Default = std::move(value);
+  } else if (parent == Tag::Values && Parent(2) == Tag::SpecObject && inObject_) {
+    objValues_.push_back(std::move(value));
+  } else if (parent == Tag::Values && Parent(2) == Tag::Specification && curSpec_ >= 0) {
+    auto it = attrById_.find(value.DefinitionRef);
+    if (it != attrById_.end()) {
+      const std::string& label = attrs_[static_cast<std::size_t>(it->second)].Label;
+      if ((label == "ReqIF.Name" || (label == "ReqIF.ChapterName" && specName_.empty())) && value.HasText) {
+        specName_ = text::Trim(value.Text);
+      }
+    }
+  }
+}
+
+void ImportRun::EndSpecification() {
+  if (curSpec_ < 0) return;
+  SpecDoc& spec = specs_[static_cast<std::size_t>(curSpec_)];
+  if (spec.Name.empty()) spec.Name = specName_;
+  if (spec.Name.empty()) spec.Name = spec.Identifier;
+  if (spec.Name.empty()) spec.Name = "Document " + std::to_string(curSpec_ + 1);
+  spec.Key = nextDocumentKey_++;
+  const std::string guid = spec.Identifier.empty() ? reqif::NameBasedGuid(spec.Name) : reqif::GuidFromIdentifier(spec.Identifier);
+  insDocument_->Bind(1, static_cast<std::int64_t>(spec.Key)).Bind(2, spec.Name).Bind(3, guid).Run();
+  ++summary_.Documents;
+  curSpec_ = -1;
+  hierStack_.clear();
+}
+
+// ---- Values ---------------------------------------------------------------------------------
+
+std::optional<std::int64_t> ParseWhole(std::string_view text) {
+  text = text::TrimView(text);
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  std::int64_t value = 0;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc() || end != text.data() + text.size() || text.empty()) return std::nullopt;
+  return value;
+}
+
+std::optional<double> ParseReal(std::string_view text) {
+  text = text::TrimView(text);
+  if (text == "INF") return HUGE_VAL;
+  if (text == "-INF") return -HUGE_VAL;
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  double value = 0;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc() || end != text.data() + text.size() || text.empty() || std::isnan(value)) return std::nullopt;
+  return value;
+}
+
+std::optional<bool> ParseBoolean(std::string_view text) {
+  text = text::TrimView(text);
+  if (text == "true" || text == "1") return true;
+  if (text == "false" || text == "0") return false;
+  return std::nullopt;
+}
+
+// The text a value gives a requirement's name or text.
+std::string ValueText(const Value& value) { return value.kind == Kind::Xhtml ? value.Text : text::Trim(value.Text); }
+
+void ImportRun::Invalid(int line, const std::string& what) {
+  if (options_.SkipInvalidValues) {
+    Skip("values that break their data type");
+    return;
+  }
+  throw ReadError{shownName_ + ":" + std::to_string(line) + ": " + what +
+                  " (--skip-invalid-values imports the file without such values)"};
+}
+
+void ImportRun::WriteValue(long requirement, const AttrDef& attr, const Value& value) {
+  auto breaks = [&](const std::string& what) {
+    Invalid(value.Line, "the value \"" + (value.Text.size() > 60 ? value.Text.substr(0, 60) + "..." : value.Text) +
+                            "\" of the attribute \"" + attr.Label + "\" " + what);
+  };
+  auto field = [&]() -> reqif::BulkStatement& {
+    insField_->Bind(1, static_cast<std::int64_t>(requirement)).Bind(2, static_cast<std::int64_t>(attr.Key));
+    return *insField_;
+  };
+  auto choose = [&](long item) {
+    insList_->Bind(1, static_cast<std::int64_t>(requirement)).Bind(2, static_cast<std::int64_t>(attr.Key));
+    insList_->Bind(3, static_cast<std::int64_t>(item)).Run();
+  };
+  switch (attr.kind) {
+    case Kind::String:
+    case Kind::Xhtml:
+      field().Bind(3, std::string_view(value.Text)).Run();
+      break;
+    case Kind::Integer: {
+      const auto whole = ParseWhole(value.Text);
+      if (!whole) return breaks("is not a whole number (INTEGER)");
+      field().Bind(3, *whole).Run();
+      break;
+    }
+    case Kind::Real: {
+      const auto real = ParseReal(value.Text);
+      if (!real) return breaks("is not a number (REAL)");
+      field().Bind(3, *real).Run();
+      break;
+    }
+    case Kind::Date: {
+      const auto date = reqif::ParseDateTime(text::TrimView(value.Text));
+      if (!date) return breaks("is not a date and time (DATE)");
+      if (date->Hour != 0 || date->Minute != 0 || date->Second != 0) Note("times of day dropped from DATE values");
+      field().Bind(3, reqif::DaysSince1901(*date)).Run();
+      break;
+    }
+    case Kind::Boolean: {
+      const auto flag = ParseBoolean(value.Text);
+      if (!flag) return breaks("is neither true nor false (BOOLEAN)");
+      choose(attr.ItemKeys.at(*flag ? "true" : "false"));
+      break;
+    }
+    case Kind::Enumeration: {
+      if (!attr.Multi && value.EnumRefs.size() > 1) {
+        return Invalid(value.Line, "the attribute \"" + attr.Label + "\" takes one value, but " +
+                                       std::to_string(value.EnumRefs.size()) + " are given");
+      }
+      std::set<long> chosen;
+      for (const std::string& ref : value.EnumRefs) {
+        const auto item = attr.ItemKeys.find(ref);
+        if (item == attr.ItemKeys.end()) {
+          Skip("enumeration values that the data type doesn't define");
+          continue;
+        }
+        if (chosen.insert(item->second).second) choose(item->second);
+      }
+      break;
+    }
+    default:
+      break;
+  }
+}
+
+int ImportRun::UndefinedType(const std::string& typeRef) {
+  if (auto it = undefinedTypes_.find(typeRef); it != undefinedTypes_.end()) return it->second;
+  ObjType type;
+  type.Identifier = typeRef;
+  type.Name = typeRef.empty() ? "Objects without a type" : "Undefined type " + typeRef;
+  const int index = static_cast<int>(types_.size());
+  types_.push_back(std::move(type));
+  undefinedTypes_.emplace(typeRef, index);
+  WriteType(types_.back());
+  return index;
+}
+
+void ImportRun::EndObject() {
+  inObject_ = false;
+  if (objIdentifier_.empty()) {
+    Skip("objects without an identifier");
+    return;
+  }
+  if (objects_.count(objIdentifier_)) {
+    Skip("objects whose identifier is defined twice");
+    return;
+  }
+  int typeIndex = -1;
+  if (auto it = typeById_.find(objTypeRef_); it != typeById_.end()) {
+    typeIndex = it->second;
+  } else {
+    typeIndex = UndefinedType(objTypeRef_);
+    Note("objects of a type the file doesn't define (imported under a type of their own)");
+  }
+  ObjType& type = types_[static_cast<std::size_t>(typeIndex)];
+
+  // The attribute of each value; the name and text fields.
+  std::string name;
+  std::string chapterName;
+  std::string textValue;
+  std::vector<std::pair<int, const Value*>> userValues;
+  std::set<int> given;
+  for (Value& value : objValues_) {
+    auto it = attrById_.find(value.DefinitionRef);
+    if (it == attrById_.end()) {
+      Skip("values of attributes the file doesn't define");
+      continue;
+    }
+    const AttrDef& attr = attrs_[static_cast<std::size_t>(it->second)];
+    if (attr.kind != value.kind) {
+      Invalid(value.Line, std::string("a value of kind ") + KindName(value.kind) + " is given for the attribute \"" +
+                              attr.Label + "\" of kind " + KindName(attr.kind));
+      continue;
+    }
+    if (attr.role != Role::User) {
+      if (attr.role == Role::Name) name = ValueText(value);
+      else if (attr.role == Role::ChapterName) chapterName = ValueText(value);
+      else textValue = ValueText(value);
+      continue;
+    }
+    if (attr.Owner != typeIndex || attr.Key == 0) {
+      Skip("values of attributes that the object's type doesn't have");
+      continue;
+    }
+    if (!given.insert(it->second).second) {
+      Skip("second values of one attribute in one object");
+      continue;
+    }
+    if (!value.HasText && value.kind != Kind::Enumeration) {
+      Skip("values without THE-VALUE");
+      continue;
+    }
+    userValues.emplace_back(it->second, &value);
+  }
+  if (name.empty()) name = chapterName;
+
+  const long key = nextRequirementKey_++;
+  std::optional<reqif::DateTime> changed;
+  if (!objLastChange_.empty()) {
+    changed = reqif::ParseDateTime(text::TrimView(objLastChange_));
+    if (!changed) {
+      Invalid(objLine_, "LAST-CHANGE \"" + objLastChange_ + "\" of the object " + objIdentifier_ +
+                            " is not a date and time");
+    }
+  }
+  insRequirement_->Bind(1, static_cast<std::int64_t>(key)).Bind(2, static_cast<std::int64_t>(type.Key));
+  insRequirement_->Bind(3, std::string_view(name)).Bind(4, std::string_view(textValue));
+  if (changed) insRequirement_->Bind(5, reqif::StoreDateTime(*changed));
+  else insRequirement_->BindNull(5);
+  insRequirement_->Run();
+  insMember_->Bind(1, static_cast<std::int64_t>(kProjectKey)).Bind(2, static_cast<std::int64_t>(key)).Run();
+  insIdentifier_->Bind(1, static_cast<std::int64_t>(key)).Bind(2, std::string_view(objIdentifier_)).Run();
+
+  for (const auto& [a, value] : userValues) WriteValue(key, attrs_[static_cast<std::size_t>(a)], *value);
+  // Defaults stand for the values an object doesn't give.
+  for (int a : type.Attrs) {
+    const AttrDef& attr = attrs_[static_cast<std::size_t>(a)];
+    if (attr.Key == 0 || !attr.Default || given.count(a)) continue;
+    if (attr.Default->kind != attr.kind) continue;
+    if (!attr.Default->HasText && attr.kind != Kind::Enumeration) continue;
+    WriteValue(key, attr, *attr.Default);
+  }
+  objects_.emplace(objIdentifier_, ObjectInfo{key, typeIndex});
+  keyType_.push_back(typeIndex);
+  ++type.Requirements;
+  ++summary_.Requirements;
+}
+
+// ---- The store --------------------------------------------------------------------------------
+
+void ImportRun::OpenStore(const std::filesystem::path& temporary) {
+  NewProjectInfo info;
+  info.Key = kProjectKey;
+  info.Prefix = "PRJ";
+  info.Name = "Project";
+  CreateProjectFile(temporary, info);
+  if (sqlite3_open_v2(temporary.string().c_str(), &db_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+    throw Failure(sqlite3_errcode(db_), kSource, "Can't open " + temporary.string() + ": " + sqlite3_errmsg(db_));
+  }
+  sqlite3_extended_result_codes(db_, 1);
+  auto exec = [&](const std::string& sql) {
+    char* message = nullptr;
+    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &message) != SQLITE_OK) {
+      std::string text = message ? message : sqlite3_errmsg(db_);
+      sqlite3_free(message);
+      throw Failure(sqlite3_extended_errcode(db_), kSource, text + "\nStatement: " + sql);
+    }
+  };
+  // The file is new and only renamed into place when it is complete: it needs
+  // neither a journal nor syncs while it is written.
+  exec("PRAGMA journal_mode=OFF");
+  exec("PRAGMA synchronous=OFF");
+  exec("PRAGMA cache_size=-65536");
+  exec("PRAGMA locking_mode=EXCLUSIVE");
+  exec("CREATE TABLE IF NOT EXISTS VLREQIFIDENTIFIERS (REQUIREMENTID INTEGER PRIMARY KEY, IDENTIFIER TEXT)");
+  // The store's indexes come back in one sorted pass each at the end, far
+  // faster than keeping them up to date row by row.
+  std::vector<std::string> indexes;
+  {
+    reqif::BulkStatement list(db_, "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL",
+                              kSource);
+    while (list.Step()) indexes.push_back(list.Text(0));
+  }
+  for (const std::string& index : indexes) exec("DROP INDEX \"" + index + "\"");
+  exec("BEGIN");
+
+  insRequirement_ = std::make_unique<reqif::BulkStatement>(
+      db_,
+      "INSERT INTO VLREQUIREMENTS (ID, REQUIREMENTTYPEID, REQUIREMENTNAME, REQUIREMENTTEXT, VERSIONDATETIME, "
+      "VERSIONNUMBER, VERSIONUSERID, FLAGS) VALUES (?1, ?2, ?3, ?4, ?5, 1, 0, 0)",
+      kSource);
+  insMember_ = std::make_unique<reqif::BulkStatement>(
+      db_, "INSERT INTO VLPROJECTREQUIREMENTS (PROJECTID, REQUIREMENTID) VALUES (?1, ?2)", kSource);
+  insIdentifier_ = std::make_unique<reqif::BulkStatement>(
+      db_, "INSERT INTO VLREQIFIDENTIFIERS (REQUIREMENTID, IDENTIFIER) VALUES (?1, ?2)", kSource);
+  insField_ = std::make_unique<reqif::BulkStatement>(
+      db_, "INSERT INTO VLUSERDEFINEDFIELDVALUES (REQUIREMENTID, FIELDID, FIELDVALUE) VALUES (?1, ?2, ?3)", kSource);
+  insList_ = std::make_unique<reqif::BulkStatement>(
+      db_, "INSERT INTO VLUSERDEFINEDLISTVALUES (REQUIREMENTID, FIELDID, LISTITEMID) VALUES (?1, ?2, ?3)", kSource);
+  insAttr_ = std::make_unique<reqif::BulkStatement>(
+      db_, "INSERT INTO VLATTRIBUTES (ID, REQUIREMENTTYPEID, LABEL, GUID, DATATYPE) VALUES (?1, ?2, ?3, ?4, ?5)",
+      kSource);
+  insItem_ = std::make_unique<reqif::BulkStatement>(
+      db_,
+      "INSERT INTO VLUSERDEFINEDLISTITEMS (FIELDID, ITEMID, ITEMRANK, ITEMTEXT, GUID) VALUES (?1, ?2, ?3, ?4, ?5)",
+      kSource);
+  insDocument_ = std::make_unique<reqif::BulkStatement>(
+      db_, "INSERT INTO VLDOCUMENTS (ID, NAME, GUID) VALUES (?1, ?2, ?3)", kSource);
+}
+
+void ImportRun::WriteType(ObjType& type) {
+  type.Key = static_cast<long>(types_.size());
+  type.GUID = type.Identifier.empty() ? reqif::NameBasedGuid(type.Name) : reqif::GuidFromIdentifier(type.Identifier);
+  // The prefix is settled at the end, when the tool extension has been read.
+  for (int a : type.Attrs) WriteAttribute(attrs_[static_cast<std::size_t>(a)], type);
+}
+
+void ImportRun::WriteAttribute(AttrDef& attr, ObjType& type) {
+  if (attr.role != Role::User) return;
+  // A label that a system attribute word would hide, or that the type has
+  // already, is changed so that a query can name the attribute.
+  std::string label = attr.Label;
+  std::string why;
+  if (reqif::IsShadowedLabel(label)) {
+    label += " (attribute)";
+    why = "a system attribute has that name";
+  }
+  auto taken = [&](const std::string& candidate) {
+    for (int other : type.Attrs) {
+      const AttrDef& o = attrs_[static_cast<std::size_t>(other)];
+      if (&o != &attr && o.Key != 0 && text::EqualsNoCase(o.Label, candidate)) return true;
+    }
+    return false;
+  };
+  if (taken(label)) {
+    const std::string base = label;
+    for (int n = 2; taken(label); ++n) label = base + " (" + std::to_string(n) + ")";
+    if (why.empty()) why = "the type has that label twice";
+  }
+  if (label != attr.Label) {
+    summary_.Renamed.push_back(type.Name + ": \"" + attr.Label + "\" -> \"" + label + "\" (" + why + ")");
+    attr.Label = label;
+  }
+
+  attr.Key = nextAttrKey_++;
+  const Datatype* datatype = nullptr;
+  if (auto it = datatypeById_.find(attr.DatatypeRef); it != datatypeById_.end()) {
+    datatype = &datatypes_[static_cast<std::size_t>(it->second)];
+  } else {
+    Note("attribute definitions whose data type the file doesn't define");
+  }
+  switch (attr.kind) {
+    case Kind::String:
+    case Kind::Xhtml: attr.DataType = 1; break;
+    case Kind::Integer: attr.DataType = 2; break;
+    case Kind::Real: attr.DataType = 3; break;
+    case Kind::Date: attr.DataType = 4; break;
+    case Kind::Boolean: attr.DataType = 0; break;
+    case Kind::Enumeration: attr.DataType = attr.Multi ? 10 : 0; break;
+    default: break;
+  }
+  const std::string guid =
+      attr.Identifier.empty() ? reqif::NameBasedGuid(type.GUID + attr.Label) : reqif::GuidFromIdentifier(attr.Identifier);
+  insAttr_->Bind(1, static_cast<std::int64_t>(attr.Key)).Bind(2, static_cast<std::int64_t>(type.Key));
+  insAttr_->Bind(3, std::string_view(attr.Label)).Bind(4, guid).Bind(5, static_cast<std::int64_t>(attr.DataType)).Run();
+  ++summary_.Attributes;
+
+  auto addItem = [&](const std::string& identifier, const std::string& itemText, long rank, const std::string& itemGuid) {
+    const long itemKey = nextItemKey_++;
+    insItem_->Bind(1, static_cast<std::int64_t>(attr.Key)).Bind(2, static_cast<std::int64_t>(itemKey));
+    insItem_->Bind(3, static_cast<std::int64_t>(rank)).Bind(4, std::string_view(itemText)).Bind(5, itemGuid).Run();
+    attr.ItemKeys.emplace(identifier, itemKey);
+    ++summary_.ListItems;
+  };
+  if (attr.kind == Kind::Boolean) {
+    addItem("false", "false", 1, reqif::NameBasedGuid(guid + "false"));
+    addItem("true", "true", 2, reqif::NameBasedGuid(guid + "true"));
+  } else if (attr.kind == Kind::Enumeration && datatype) {
+    // The items of a data type belong to each attribute of it: the first
+    // attribute takes the GUIDs of the ENUM-VALUEs, later ones their own.
+    long rank = 1;
+    for (const EnumItem& item : datatype->Items) {
+      if (attr.ItemKeys.count(item.Identifier)) continue;
+      std::string itemGuid = reqif::GuidFromIdentifier(item.Identifier);
+      if (!itemGuids_.insert(itemGuid).second) itemGuid = reqif::NameBasedGuid(guid + item.Identifier);
+      addItem(item.Identifier, item.Text, rank++, itemGuid);
+    }
+  }
+}
+
+
+// ---- The end: places, prefixes, traces --------------------------------------------------------
+
+void ImportRun::PlaceObjects(std::vector<std::string>& tags, std::vector<long>& documents, std::vector<long>& positions) {
+  const std::size_t count = keyType_.size() + 1;
+  tags.assign(count, {});
+  documents.assign(count, 0);
+  positions.assign(count, 0);
+  std::vector<long> children(count, 0);
+  std::vector<long> specPositions(specs_.size(), 0);
+  std::vector<long> nodeKey(nodes_.size(), 0);
+  // The hierarchy nodes stand in document order, parents before children.
+  for (std::size_t i = 0; i < nodes_.size(); ++i) {
+    const HierNode& node = nodes_[i];
+    if (node.ObjectRef.empty()) {
+      Skip("hierarchy entries without an object");
+      continue;
+    }
+    const auto found = objects_.find(node.ObjectRef);
+    if (found == objects_.end()) {
+      Skip("hierarchy entries for objects the file doesn't define");
+      continue;
+    }
+    const long key = found->second.Key;
+    const int type = found->second.Type;
+    nodeKey[i] = key;
+    if (!tags[static_cast<std::size_t>(key)].empty()) {
+      Note("objects placed in a hierarchy more than once (the first place counts)");
+      continue;
+    }
+    // The parent is the nearest ancestor of the same requirement type.
+    long parentKey = 0;
+    for (int p = node.Parent; p >= 0; p = nodes_[static_cast<std::size_t>(p)].Parent) {
+      const long candidate = nodeKey[static_cast<std::size_t>(p)];
+      if (candidate != 0 && keyType_[static_cast<std::size_t>(candidate - 1)] == type) {
+        parentKey = candidate;
+        break;
+      }
+    }
+    std::string& tag = tags[static_cast<std::size_t>(key)];
+    if (parentKey != 0) {
+      tag = tags[static_cast<std::size_t>(parentKey)] + reqif::TagLevel(++children[static_cast<std::size_t>(parentKey)]);
+    } else {
+      tag = reqif::TagLevel(++types_[static_cast<std::size_t>(type)].Roots);
+    }
+    const auto spec = static_cast<std::size_t>(node.Spec);
+    documents[static_cast<std::size_t>(key)] = specs_[spec].Key;
+    positions[static_cast<std::size_t>(key)] = ++specPositions[spec];
+  }
+  // What no hierarchy places comes behind, in file order.
+  long unplaced = 0;
+  for (std::size_t key = 1; key < count; ++key) {
+    if (!tags[key].empty()) continue;
+    tags[key] = reqif::TagLevel(++types_[static_cast<std::size_t>(keyType_[key - 1])].Roots);
+    ++unplaced;
+  }
+  if (unplaced > 0 && !nodes_.empty()) Note("objects that no hierarchy places (numbered behind the others)", unplaced);
+}
+
+bool IsPrefixText(std::string_view prefix) {
+  if (prefix.empty() || prefix.size() > 32 || prefix.front() < 'A' || prefix.front() > 'Z') return false;
+  return std::all_of(prefix.begin(), prefix.end(),
+                     [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'; });
+}
+
+void ImportRun::AssignPrefixes() {
+  std::vector<std::string> taken;
+  for (ObjType& type : types_) {
+    if (type.PrefixWanted.empty()) continue;
+    if (IsPrefixText(type.PrefixWanted) && reqif::IsUsablePrefix(type.PrefixWanted, taken)) {
+      type.Prefix = type.PrefixWanted;
+      taken.push_back(type.Prefix);
+    } else {
+      Note("prefixes in the tool extension that can't be used (derived ones instead)");
+    }
+  }
+  for (ObjType& type : types_) {
+    if (!type.Prefix.empty()) continue;
+    type.Prefix = reqif::DerivePrefix(type.Name, taken);
+    taken.push_back(type.Prefix);
+  }
+}
+
+void ImportRun::Finish() {
+  if (options_.Progress) options_.Progress("writing", 0, 1);
+  std::vector<std::string> tags;
+  std::vector<long> documents;
+  std::vector<long> positions;
+  PlaceObjects(tags, documents, positions);
+  AssignPrefixes();
+
+  {
+    reqif::BulkStatement insType(db_, "INSERT INTO VLREQUIREMENTTYPES (ID, PREFIX, NAME, GUID) VALUES (?1, ?2, ?3, ?4)",
+                                 kSource);
+    for (const ObjType& type : types_) {
+      insType.Bind(1, static_cast<std::int64_t>(type.Key)).Bind(2, std::string_view(type.Prefix));
+      insType.Bind(3, std::string_view(type.Name)).Bind(4, std::string_view(type.GUID)).Run();
+    }
+  }
+  {
+    reqif::BulkStatement toTime(db_, "UPDATE VLATTRIBUTES SET DATATYPE = 5 WHERE ID = ?1", kSource);
+    for (const std::string& identifier : timeAttrs_) {
+      auto it = attrById_.find(identifier);
+      if (it == attrById_.end()) continue;
+      const AttrDef& attr = attrs_[static_cast<std::size_t>(it->second)];
+      if (attr.kind == Kind::Integer && attr.Key != 0) toTime.Bind(1, static_cast<std::int64_t>(attr.Key)).Run();
+    }
+  }
+  {
+    reqif::BulkStatement place(db_,
+                               "UPDATE VLREQUIREMENTS SET REQUIREMENTPREFIX = ?1, LONGTAGNUMBER = ?2, "
+                               "BOOKMARKDOCUMENTID = ?3, DOCUMENTPOSITION = ?4 WHERE ID = ?5",
+                               kSource);
+    for (std::size_t key = 1; key < tags.size(); ++key) {
+      place.Bind(1, std::string_view(types_[static_cast<std::size_t>(keyType_[key - 1])].Prefix));
+      place.Bind(2, std::string_view(tags[key])).Bind(3, static_cast<std::int64_t>(documents[key]));
+      if (positions[key] > 0) place.Bind(4, static_cast<std::int64_t>(positions[key]));
+      else place.BindNull(4);
+      place.Bind(5, static_cast<std::int64_t>(key)).Run();
+    }
+  }
+  {
+    reqif::BulkStatement trace(db_,
+                               "INSERT INTO VLTORELATIONSHIPS (REQUIREMENTID, TOID, EXTERNALPROJECTID, "
+                               "EXTERNALPROJECTTOID, TYPE, STATE) VALUES (?1, ?2, 0, 0, 0, 0)",
+                               kSource);
+    std::set<std::pair<long, long>> seen;
+    for (const Relation& relation : relations_) {
+      const auto from = objects_.find(relation.Source);
+      const auto to = objects_.find(relation.Target);
+      if (from == objects_.end() || to == objects_.end()) {
+        Skip("relations to or from objects the file doesn't define");
+        continue;
+      }
+      if (!seen.insert({from->second.Key, to->second.Key}).second) {
+        Skip("relations that repeat a trace between the same two objects");
+        continue;
+      }
+      trace.Bind(1, static_cast<std::int64_t>(from->second.Key)).Bind(2, static_cast<std::int64_t>(to->second.Key)).Run();
+      ++summary_.Traces;
+    }
+  }
+
+  std::vector<std::string> prefixes;
+  for (const ObjType& type : types_) prefixes.push_back(type.Prefix);
+  summary_.ProjectName = projectName_.empty() ? source_.stem().string() : projectName_;
+  summary_.ProjectPrefix = reqif::DerivePrefix(summary_.ProjectName, prefixes);
+  {
+    reqif::BulkStatement project(db_, "UPDATE VLPROJECT SET GUID = ?1, PREFIX = ?2, NAME = ?3", kSource);
+    project.Bind(1, projectIdentifier_.empty() ? reqif::NameBasedGuid(summary_.ProjectName)
+                                               : reqif::GuidFromIdentifier(projectIdentifier_));
+    project.Bind(2, std::string_view(summary_.ProjectPrefix)).Bind(3, std::string_view(summary_.ProjectName)).Run();
+  }
+  for (const ObjType& type : types_) {
+    ReqifImportSummary::TypeInfo info;
+    info.Name = type.Name;
+    info.Prefix = type.Prefix;
+    info.GUID = type.GUID;
+    info.Requirements = type.Requirements;
+    for (int a : type.Attrs) {
+      if (attrs_[static_cast<std::size_t>(a)].Key != 0) ++info.Attributes;
+    }
+    summary_.Types.push_back(std::move(info));
+  }
+
+  insRequirement_.reset();
+  insMember_.reset();
+  insIdentifier_.reset();
+  insField_.reset();
+  insList_.reset();
+  insAttr_.reset();
+  insItem_.reset();
+  insDocument_.reset();
+  char* message = nullptr;
+  if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, &message) != SQLITE_OK) {
+    std::string text = message ? message : "COMMIT failed";
+    sqlite3_free(message);
+    throw Failure(sqlite3_extended_errcode(db_), kSource, text);
+  }
+  if (options_.Progress) options_.Progress("indexing", 0, 1);
+  // The indexes dropped for the load and the attribute views.
+  EnsureSchema(db_);
+  sqlite3_exec(db_, "PRAGMA locking_mode=NORMAL", nullptr, nullptr, nullptr);
+  if (sqlite3_exec(db_, "PRAGMA journal_mode=WAL", nullptr, nullptr, &message) != SQLITE_OK) {
+    std::string text = message ? message : "journal mode";
+    sqlite3_free(message);
+    throw Failure(sqlite3_extended_errcode(db_), kSource, text);
+  }
+  if (options_.Progress) options_.Progress("indexing", 1, 1);
+}
+
+ReqifImportSummary ImportRun::Run(const std::filesystem::path& temporary) {
+  OpenStore(temporary);
+  std::FILE* file = std::fopen(source_.string().c_str(), "rb");
+  if (!file) throw ReadError{source_.string() + ":0: can't be opened: " + std::strerror(errno)};
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> closer(file, std::fclose);
+  char magic[4] = {};
+  const std::size_t got = std::fread(magic, 1, sizeof magic, file);
+  std::rewind(file);
+  const bool isZip = got == 4 && std::memcmp(magic, "PK\x03\x04", 4) == 0;
+
+  long long consumed = 0;
+  long long total = 0;
+  long long shownStep = -1;
+  auto tick = [&] {
+    if (!options_.Progress || total <= 0) return;
+    const long long step = consumed * 100 / total;
+    if (step == shownStep) return;
+    shownStep = step;
+    options_.Progress("reading", consumed, total);
+  };
+  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_COMPACT;
+
+  if (!isZip) {
+    std::error_code ec;
+    total = static_cast<long long>(std::filesystem::file_size(source_, ec));
+    InputStream in{file, nullptr, &consumed, tick};
+    xmlTextReaderPtr reader =
+        xmlReaderForIO(ReadInput, CloseInput, &in, source_.string().c_str(), nullptr, kOptions);
+    if (!reader) throw Failure(kUnexpectedFailureNumber, kSource, "libxml2 can't make a reader");
+    std::unique_ptr<xmlTextReader, void (*)(xmlTextReaderPtr)> readerGuard(reader, xmlFreeTextReader);
+    ReadDocument(reader, source_.string());
+  } else {
+    closer.reset();
+    int zipError = 0;
+    zip_t* archive = zip_open(source_.string().c_str(), ZIP_RDONLY, &zipError);
+    if (!archive) {
+      zip_error_t error;
+      zip_error_init_with_code(&error, zipError);
+      const std::string what = zip_error_strerror(&error);
+      zip_error_fini(&error);
+      throw ReadError{source_.string() + ":0: not a readable ReqIF archive: " + what};
+    }
+    std::unique_ptr<zip_t, void (*)(zip_t*)> archiveGuard(archive, [](zip_t* a) { zip_discard(a); });
+    std::vector<std::pair<zip_uint64_t, std::string>> entries;
+    const zip_int64_t count = zip_get_num_entries(archive, 0);
+    for (zip_int64_t i = 0; i < count; ++i) {
+      zip_stat_t stat;
+      if (zip_stat_index(archive, static_cast<zip_uint64_t>(i), 0, &stat) != 0 || !stat.name) continue;
+      const std::string name = stat.name;
+      if (name.size() > 6 && text::EqualsNoCase(name.substr(name.size() - 6), ".reqif")) {
+        entries.emplace_back(static_cast<zip_uint64_t>(i), name);
+        if (stat.valid & ZIP_STAT_SIZE) total += static_cast<long long>(stat.size);
+      }
+    }
+    if (entries.empty()) throw ReadError{source_.string() + ":0: the archive holds no .reqif file"};
+    for (const auto& [index, name] : entries) {
+      zip_file_t* entry = zip_fopen_index(archive, index, 0);
+      if (!entry) {
+        throw ReadError{source_.string() + ":" + name + ":0: can't be read from the archive: " +
+                        zip_strerror(archive)};
+      }
+      std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> entryGuard(entry, zip_fclose);
+      InputStream in{nullptr, entry, &consumed, tick};
+      const std::string shown = source_.string() + ":" + name;
+      xmlTextReaderPtr reader = xmlReaderForIO(ReadInput, CloseInput, &in, shown.c_str(), nullptr, kOptions);
+      if (!reader) throw Failure(kUnexpectedFailureNumber, kSource, "libxml2 can't make a reader");
+      std::unique_ptr<xmlTextReader, void (*)(xmlTextReaderPtr)> readerGuard(reader, xmlFreeTextReader);
+      ReadDocument(reader, shown);
+    }
+  }
+  Finish();
+  return summary_;
+}
+
+void RemoveProjectFiles(const std::filesystem::path& file) {
+  std::error_code ignored;
+  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
+    std::filesystem::remove(std::filesystem::path(file.string() + suffix), ignored);
+  }
+}
+
+}  // namespace
+
+ReqifImportResult ReqifImporter::Import(const std::filesystem::path& source, const std::filesystem::path& project,
+                                        const ReqifImportOptions& options) {
+  ReqifImportResult result;
+  std::error_code ec;
+  if (!std::filesystem::is_regular_file(source, ec)) {
+    result.sErrorInfo = source.string() + ":0: no such file";
+    return result;
+  }
+  if (std::filesystem::exists(project, ec) && !options.Replace) {
+    result.sErrorInfo = project.string() + ": the project file exists already (--replace overwrites it)";
+    return result;
+  }
+  // The project is written beside the target and renamed into place when it
+  // is complete.
+  const std::filesystem::path directory = project.has_parent_path() ? project.parent_path() : ".";
+  const std::filesystem::path temporary =
+      directory / ("." + project.filename().string() + ".import-" + std::to_string(::getpid()));
+  RemoveProjectFiles(temporary);
+  try {
+    ImportRun run(source, options);
+    result.Summary = run.Run(temporary);
+  } catch (const ReadError& error) {
+    RemoveProjectFiles(temporary);
+    result.sErrorInfo = error.Message;
+    return result;
+  } catch (...) {
+    RemoveProjectFiles(temporary);
+    throw;
+  }
+  if (options.Replace) {
+    // A journal left beside the old file must not meet the new one.
+    std::filesystem::remove(std::filesystem::path(project.string() + "-wal"), ec);
+    std::filesystem::remove(std::filesystem::path(project.string() + "-shm"), ec);
+  }
+  std::filesystem::rename(temporary, project, ec);
+  if (ec) {
+    RemoveProjectFiles(temporary);
+    throw Failure(ec.value(), "ReqifImporter", "Can't move the new project to " + project.string() + ": " + ec.message());
+  }
+  result.Imported = true;
+  return result;
+}
+
+}  // namespace vlq::platform
