@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "platform/reqif_exporter.h"
 #include "platform/reqif_importer.h"
 
 namespace vlq::tools {
@@ -34,6 +35,37 @@ int RunImport(const ImportRequest& request, std::ostream& out, std::ostream& err
   for (const auto& entry : s.Skipped) skipped += entry.second;
   out << "skipped: " << skipped << '\n';
   for (const auto& [why, count] : s.Skipped) out << "  " << count << ' ' << why << '\n';
+  return kExitSuccess;
+}
+
+int RunExport(const ExportRequest& request, std::ostream& out, std::ostream& err) {
+  QueryRequest query = request.Query;
+  query.RetainHierarchy = false;
+  query.ReturnType = eBTRequirements;
+  std::string sErrorInfo;
+  Rows aResults;
+  std::filesystem::path keysFile;
+  const enumQueryEngineError result = FetchForTool(query, sErrorInfo, aResults, keysFile);
+  if (result != eQEENone) {
+    err << "error " << static_cast<int>(result) << ": " << sErrorInfo << '\n';
+    return kExitRefused;
+  }
+  std::vector<long> keys;
+  if (!aResults.empty()) {
+    for (const Variant& cell : aResults.front()) {
+      if (cell.IsWhole()) keys.push_back(static_cast<long>(cell.Whole()));
+      else if (cell.IsReal()) keys.push_back(static_cast<long>(cell.Real()));
+    }
+  }
+  platform::ReqifExportOptions options;
+  options.Progress = request.Progress;
+  const platform::ReqifExportSummary s = platform::ReqifExporter::Export(keysFile, keys, request.Target, options);
+  out << request.Target << ": " << s.Requirements << " requirements, " << s.Types << " requirement types, "
+      << s.Attributes << " attributes, " << s.Traces << " traces, " << s.Documents << " documents\n";
+  if (s.TracesLeftOut > 0) {
+    out << "left out: " << s.TracesLeftOut << " traces to or from requirements that are not written\n";
+  }
+  if (s.ValuesLeftOut > 0) out << "left out: " << s.ValuesLeftOut << " values that don't fit their attribute\n";
   return kExitSuccess;
 }
 
