@@ -7,6 +7,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -292,6 +297,194 @@ int ReadInput(void* context, char* buffer, int length) {
 
 int CloseInput(void*) { return 0; }
 
+// ---- Writing on a thread of its own -----------------------------------------------------
+//
+// The rows of the store are written by a second thread while the XML is read:
+// the reader hands over batches of rows, the writer binds and runs them on
+// prepared statements. Texts travel in the batch's own buffer.
+
+class BulkWriter {
+ public:
+  enum Statement : std::uint8_t {
+    kRequirement,
+    kIdentifier,
+    kField,
+    kList,
+    kAttr,
+    kItem,
+    kDocument,
+    kStatementCount
+  };
+
+  explicit BulkWriter(::sqlite3* db) : db_(db) {
+    static const char* const kSql[kStatementCount] = {
+        "INSERT INTO VLREQUIREMENTS (ID, REQUIREMENTTYPEID, REQUIREMENTNAME, REQUIREMENTTEXT, VERSIONDATETIME, "
+        "VERSIONNUMBER, VERSIONUSERID, FLAGS) VALUES (?1, ?2, ?3, ?4, ?5, 1, 0, 0)",
+        "INSERT INTO VLREQIFIDENTIFIERS (REQUIREMENTID, IDENTIFIER) VALUES (?1, ?2)",
+        "INSERT INTO VLUSERDEFINEDFIELDVALUES (REQUIREMENTID, FIELDID, FIELDVALUE) VALUES (?1, ?2, ?3)",
+        "INSERT INTO VLUSERDEFINEDLISTVALUES (REQUIREMENTID, FIELDID, LISTITEMID) VALUES (?1, ?2, ?3)",
+        "INSERT INTO VLATTRIBUTES (ID, REQUIREMENTTYPEID, LABEL, GUID, DATATYPE) VALUES (?1, ?2, ?3, ?4, ?5)",
+        "INSERT INTO VLUSERDEFINEDLISTITEMS (FIELDID, ITEMID, ITEMRANK, ITEMTEXT, GUID) VALUES (?1, ?2, ?3, ?4, ?5)",
+        "INSERT INTO VLDOCUMENTS (ID, NAME, GUID) VALUES (?1, ?2, ?3)",
+    };
+    for (int i = 0; i < kStatementCount; ++i) statements_[i] = std::make_unique<reqif::BulkStatement>(db_, kSql[i], kSource);
+    current_ = std::make_unique<Batch>();
+    thread_ = std::thread([this] { Work(); });
+  }
+  ~BulkWriter() { Stop(); }
+  BulkWriter(const BulkWriter&) = delete;
+  BulkWriter& operator=(const BulkWriter&) = delete;
+
+  // A new row of a statement; its values follow in the order of the marks.
+  BulkWriter& Row(Statement statement) {
+    if (current_->ops.size() >= kBatchRows) HandOver();
+    current_->ops.push_back(Op{});
+    current_->ops.back().statement = statement;
+    return *this;
+  }
+  BulkWriter& Int(std::int64_t value) { return Put(Kind::Int, value, 0); }
+  BulkWriter& Real(double value) {
+    std::int64_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    return Put(Kind::Real, bits, 0);
+  }
+  BulkWriter& Text(std::string_view value) {
+    const auto at = static_cast<std::int64_t>(current_->text.size());
+    current_->text.append(value);
+    return Put(Kind::Text, at, static_cast<std::uint32_t>(value.size()));
+  }
+  BulkWriter& Null() { return Put(Kind::Null, 0, 0); }
+
+  // Writes what is left and waits for the writer; throws what it threw.
+  void Finish() {
+    HandOver();
+    Stop();
+    if (error_) std::rethrow_exception(error_);
+    for (auto& statement : statements_) statement.reset();
+  }
+
+ private:
+  enum class Kind : std::uint8_t { Null, Int, Real, Text };
+  struct Op {
+    std::int64_t values[5] = {};
+    std::uint32_t lengths[5] = {};
+    Kind kinds[5] = {};
+    std::uint8_t count = 0;
+    std::uint8_t statement = 0;
+  };
+  struct Batch {
+    std::vector<Op> ops;
+    std::string text;
+  };
+  static constexpr std::size_t kBatchRows = 4096;
+  static constexpr std::size_t kQueueBatches = 32;
+
+  BulkWriter& Put(Kind kind, std::int64_t value, std::uint32_t length) {
+    Op& op = current_->ops.back();
+    op.kinds[op.count] = kind;
+    op.values[op.count] = value;
+    op.lengths[op.count] = length;
+    ++op.count;
+    return *this;
+  }
+
+  void HandOver() {
+    if (current_->ops.empty()) return;
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return queue_.size() < kQueueBatches || failed_; });
+    if (failed_) {
+      lock.unlock();
+      Stop();
+      std::rethrow_exception(error_);
+    }
+    queue_.push_back(std::move(current_));
+    changed_.notify_all();
+    // A batch that the writer is done with is used again: fresh memory for
+    // every batch would cost a page fault per page.
+    if (!spare_.empty()) {
+      current_ = std::move(spare_.back());
+      spare_.pop_back();
+    }
+    lock.unlock();
+    if (!current_) {
+      current_ = std::make_unique<Batch>();
+      current_->ops.reserve(kBatchRows);
+    }
+  }
+
+  void Stop() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      done_ = true;
+      changed_.notify_all();
+    }
+    if (thread_.joinable()) thread_.join();
+  }
+
+  void Work() {
+    for (;;) {
+      std::unique_ptr<Batch> batch;
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [&] { return !queue_.empty() || done_; });
+        if (queue_.empty()) return;
+        batch = std::move(queue_.front());
+        queue_.pop_front();
+        changed_.notify_all();
+      }
+      try {
+        Write(*batch);
+      } catch (...) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        error_ = std::current_exception();
+        failed_ = true;
+        queue_.clear();
+        changed_.notify_all();
+        return;
+      }
+      batch->ops.clear();
+      batch->text.clear();
+      std::lock_guard<std::mutex> lock(mutex_);
+      spare_.push_back(std::move(batch));
+    }
+  }
+
+  void Write(const Batch& batch) {
+        for (const Op& op : batch.ops) {
+          reqif::BulkStatement& statement = *statements_[op.statement];
+          for (int i = 0; i < op.count; ++i) {
+            switch (op.kinds[i]) {
+              case Kind::Int: statement.Bind(i + 1, op.values[i]); break;
+              case Kind::Real: {
+                double value = 0;
+                std::memcpy(&value, &op.values[i], sizeof value);
+                statement.Bind(i + 1, value);
+                break;
+              }
+              case Kind::Text:
+                statement.Bind(i + 1, std::string_view(batch.text).substr(static_cast<std::size_t>(op.values[i]),
+                                                                          op.lengths[i]));
+                break;
+              case Kind::Null: statement.BindNull(i + 1); break;
+            }
+          }
+          statement.Run();
+        }
+  }
+
+  ::sqlite3* db_;
+  std::unique_ptr<reqif::BulkStatement> statements_[kStatementCount];
+  std::unique_ptr<Batch> current_;
+  std::deque<std::unique_ptr<Batch>> queue_;
+  std::vector<std::unique_ptr<Batch>> spare_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool done_ = false;
+  bool failed_ = false;
+  std::exception_ptr error_;
+  std::thread thread_;
+};
+
 // ---- The importer -----------------------------------------------------------------------
 
 class ImportRun {
@@ -299,14 +492,7 @@ class ImportRun {
   ImportRun(std::filesystem::path source, const ReqifImportOptions& options)
       : source_(std::move(source)), options_(options) {}
   ~ImportRun() {
-    insRequirement_.reset();
-    insMember_.reset();
-    insIdentifier_.reset();
-    insField_.reset();
-    insList_.reset();
-    insAttr_.reset();
-    insItem_.reset();
-    insDocument_.reset();
+    writer_.reset();
     if (db_) sqlite3_close_v2(db_);
   }
   ImportRun(const ImportRun&) = delete;
@@ -317,7 +503,9 @@ class ImportRun {
  private:
   // Reading
   void ReadDocument(xmlTextReaderPtr reader, const std::string& shownName);
-  void StartElement(xmlTextReaderPtr reader, std::string_view name);
+  // `interned` is the reader's one copy of the name (the same pointer for the
+  // same name), `name` its text.
+  void StartElement(xmlTextReaderPtr reader, const xmlChar* interned, std::string_view name);
   void EndElement();
   void OnText(std::string_view text);
   [[noreturn]] void Fail(const std::string& what) const;
@@ -325,6 +513,7 @@ class ImportRun {
   // when the options say so.
   void Invalid(int line, const std::string& what);
   std::string Attribute(xmlTextReaderPtr reader, const char* name) const;
+  bool AttributeInto(xmlTextReaderPtr reader, const char* name, std::string& out) const;
   Tag Parent(std::size_t up = 1) const {
     return stack_.size() > up ? stack_[stack_.size() - 1 - up] : Tag::Other;
   }
@@ -374,12 +563,14 @@ class ImportRun {
   ObjType curType_;
   std::vector<int> curSpecTypeAttrs_;
   int curAttr_ = -1;
-  std::optional<Value> curValue_;
+  Value curValue_;  // the value being read, when inValue_
+  bool inValue_ = false;
   bool inObject_ = false;
   std::string objIdentifier_;
   std::string objLastChange_;
   std::string objTypeRef_;
-  std::vector<Value> objValues_;
+  std::vector<Value> objValues_;  // the first objValueCount_ are the object's; the rest are kept for reuse
+  std::size_t objValueCount_ = 0;
   int objLine_ = 0;
   bool inRelation_ = false;
   Relation curRelation_;
@@ -394,6 +585,22 @@ class ImportRun {
   std::unordered_map<std::string, int> datatypeById_;
   std::vector<AttrDef> attrs_;
   std::unordered_map<std::string, int> attrById_;
+  // The definitions that the values of the last objects named: objects of one
+  // type name them again and again, and a comparison is cheaper than a hash.
+  std::vector<std::pair<std::string, std::unordered_map<std::string, int>::const_iterator>> recentAttrs_;
+  std::unordered_map<std::string, int>::const_iterator FindAttr(const std::string& identifier) {
+    for (const auto& [ref, it] : recentAttrs_) {
+      if (ref == identifier) return it;
+    }
+    const auto it = attrById_.find(identifier);
+    if (recentAttrs_.size() >= 32) recentAttrs_.erase(recentAttrs_.begin());
+    recentAttrs_.emplace_back(identifier, it);
+    return it;
+  }
+  std::string lastTypeRef_;
+  int lastType_ = -1;
+  std::vector<int> given_;
+  std::vector<std::pair<int, const Value*>> userValues_;
   std::vector<ObjType> types_;
   std::unordered_map<std::string, int> typeById_;
   std::unordered_map<std::string, int> undefinedTypes_;
@@ -407,8 +614,7 @@ class ImportRun {
 
   // Store
   ::sqlite3* db_ = nullptr;
-  std::unique_ptr<reqif::BulkStatement> insRequirement_, insMember_, insIdentifier_, insField_, insList_, insAttr_,
-      insItem_, insDocument_;
+  std::unique_ptr<BulkWriter> writer_;
   long nextAttrKey_ = 1;
   long nextItemKey_ = 1;
   long nextRequirementKey_ = 1;
@@ -423,11 +629,19 @@ void ImportRun::Fail(const std::string& what) const {
 }
 
 std::string ImportRun::Attribute(xmlTextReaderPtr reader, const char* name) const {
-  xmlChar* value = xmlTextReaderGetAttribute(reader, BAD_CAST name);
-  if (!value) return {};
-  std::string text(reinterpret_cast<const char*>(value));
-  xmlFree(value);
+  std::string text;
+  AttributeInto(reader, name, text);
   return text;
+}
+
+bool ImportRun::AttributeInto(xmlTextReaderPtr reader, const char* name, std::string& out) const {
+  // The reader's own copy of the value, without a copy of ours in between.
+  out.clear();
+  if (xmlTextReaderMoveToAttribute(reader, BAD_CAST name) != 1) return false;
+  const auto* value = reinterpret_cast<const char*>(xmlTextReaderConstValue(reader));
+  if (value) out.assign(value);
+  xmlTextReaderMoveToElement(reader);
+  return true;
 }
 
 struct ErrorCapture {
@@ -470,7 +684,7 @@ void ImportRun::ReadDocument(xmlTextReaderPtr reader, const std::string& shownNa
           sawRoot = true;
         }
         const bool empty = xmlTextReaderIsEmptyElement(reader) == 1;
-        StartElement(reader, name);
+        StartElement(reader, reinterpret_cast<const xmlChar*>(local), name);
         if (empty) EndElement();
         break;
       }
@@ -481,6 +695,7 @@ void ImportRun::ReadDocument(xmlTextReaderPtr reader, const std::string& shownNa
       case XML_READER_TYPE_CDATA:
       case XML_READER_TYPE_WHITESPACE:
       case XML_READER_TYPE_SIGNIFICANT_WHITESPACE: {
+        if (xhtmlDepth_ == 0 && !collecting_ && !inTitle_) break;
         const auto* value = reinterpret_cast<const char*>(xmlTextReaderConstValue(reader));
         if (value) OnText(value);
         break;
@@ -507,7 +722,7 @@ void ImportRun::OnText(std::string_view text) {
   }
 }
 
-void ImportRun::StartElement(xmlTextReaderPtr reader, std::string_view name) {
+void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, std::string_view name) {
   if (xhtmlDepth_ > 0) {
     // Inside an XHTML value: every element is markup of the text.
     ++xhtmlDepth_;
@@ -518,7 +733,6 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, std::string_view name) {
     return;
   }
   // The reader keeps one copy of every name: the pointer finds it again.
-  const xmlChar* interned = xmlTextReaderConstLocalName(reader);
   auto cached = tagCache_.find(interned);
   if (cached == tagCache_.end()) cached = tagCache_.emplace(interned, ClassifyName(name)).first;
   const TagInfo info = cached->second;
@@ -573,32 +787,30 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, std::string_view name) {
       break;
     }
     case Tag::AttributeValue: {
-      Value value;
+      Value& value = curValue_;
+      inValue_ = true;
       value.kind = info.kind;
+      value.Attr = -1;
+      value.DefinitionRef.clear();
+      value.EnumRefs.clear();
       value.Line = xmlTextReaderGetParserLineNumber(reader);
-      if (info.kind != Kind::Xhtml && info.kind != Kind::Enumeration) {
-        xmlChar* theValue = xmlTextReaderGetAttribute(reader, BAD_CAST "THE-VALUE");
-        if (theValue) {
-          value.Text = reinterpret_cast<const char*>(theValue);
-          value.HasText = true;
-          xmlFree(theValue);
-        }
-      }
-      curValue_ = std::move(value);
+      value.HasText = info.kind != Kind::Xhtml && info.kind != Kind::Enumeration &&
+                      AttributeInto(reader, "THE-VALUE", value.Text);
+      if (!value.HasText) value.Text.clear();
       break;
     }
     case Tag::TheValue:
-      if (parent == Tag::AttributeValue && curValue_ && curValue_->kind == Kind::Xhtml) {
+      if (parent == Tag::AttributeValue && inValue_ && curValue_.kind == Kind::Xhtml) {
         xhtmlDepth_ = 1;
         plain_.Clear();
       }
       break;
     case Tag::SpecObject:
       inObject_ = true;
-      objIdentifier_ = Attribute(reader, "IDENTIFIER");
-      objLastChange_ = Attribute(reader, "LAST-CHANGE");
+      AttributeInto(reader, "IDENTIFIER", objIdentifier_);
+      AttributeInto(reader, "LAST-CHANGE", objLastChange_);
       objTypeRef_.clear();
-      objValues_.clear();
+      objValueCount_ = 0;
       objLine_ = xmlTextReaderGetParserLineNumber(reader);
       break;
     case Tag::SpecRelation:
@@ -652,9 +864,9 @@ void ImportRun::EndElement() {
     --xhtmlDepth_;
     if (xhtmlDepth_ == 0) {
       // The end of THE-VALUE itself.
-      if (curValue_) {
-        curValue_->Text = plain_.Result();
-        curValue_->HasText = true;
+      if (inValue_) {
+        curValue_.Text = plain_.Result();
+        curValue_.HasText = true;
       }
     } else {
       plain_.Break();
@@ -715,26 +927,26 @@ void ImportRun::EndElement() {
 // A reference's text, handed to what holds it. stack_ still holds the ref.
 void ImportRun::EndRef() {
   collecting_ = false;
-  std::string ref = text::Trim(collected_);
-  // Line breaks and tabs around an identifier are no part of it either.
-  while (!ref.empty() && (ref.back() == '\n' || ref.back() == '\r' || ref.back() == '\t')) ref.pop_back();
-  while (!ref.empty() && (ref.front() == '\n' || ref.front() == '\r' || ref.front() == '\t')) ref.erase(0, 1);
+  // Blanks, line breaks and tabs around an identifier are no part of it.
+  std::string_view view(collected_);
+  const std::size_t first = view.find_first_not_of(" \t\r\n");
+  view = first == std::string_view::npos ? std::string_view() : view.substr(first, view.find_last_not_of(" \t\r\n") - first + 1);
   const Tag parent = Parent(1);
   const Tag grand = Parent(2);
   if (parent == Tag::Type && grand == Tag::AttributeDefinition && curAttr_ >= 0) {
-    attrs_[static_cast<std::size_t>(curAttr_)].DatatypeRef = std::move(ref);
-  } else if (parent == Tag::Definition && grand == Tag::AttributeValue && curValue_) {
-    curValue_->DefinitionRef = std::move(ref);
-  } else if (parent == Tag::Values && grand == Tag::AttributeValue && curValue_) {
-    curValue_->EnumRefs.push_back(std::move(ref));
+    attrs_[static_cast<std::size_t>(curAttr_)].DatatypeRef.assign(view);
+  } else if (parent == Tag::Definition && grand == Tag::AttributeValue && inValue_) {
+    curValue_.DefinitionRef.assign(view);
+  } else if (parent == Tag::Values && grand == Tag::AttributeValue && inValue_) {
+    curValue_.EnumRefs.emplace_back(view);
   } else if (parent == Tag::Type && grand == Tag::SpecObject && inObject_) {
-    objTypeRef_ = std::move(ref);
+    objTypeRef_.assign(view);
   } else if (parent == Tag::Source && inRelation_) {
-    curRelation_.Source = std::move(ref);
+    curRelation_.Source.assign(view);
   } else if (parent == Tag::Target && inRelation_) {
-    curRelation_.Target = std::move(ref);
+    curRelation_.Target.assign(view);
   } else if (parent == Tag::Object && grand == Tag::SpecHierarchy && !hierStack_.empty()) {
-    nodes_[static_cast<std::size_t>(hierStack_.back())].ObjectRef = std::move(ref);
+    nodes_[static_cast<std::size_t>(hierStack_.back())].ObjectRef.assign(view);
   }
 }
 
@@ -748,6 +960,7 @@ void ImportRun::EndAttributeDefinition() {
 
 void ImportRun::EndSpecType() {
   inSpecType_ = false;
+  recentAttrs_.clear();  // its iterators may not survive new definitions
   const int typeIndex = curSpecTypeIsObjectType_ ? static_cast<int>(types_.size()) : -1;
   for (int a : curSpecTypeAttrs_) {
     AttrDef& attr = attrs_[static_cast<std::size_t>(a)];
@@ -775,15 +988,18 @@ void ImportRun::EndSpecType() {
 }
 
 void ImportRun::EndValue() {
-  if (!curValue_) return;
-  Value value = std::move(*curValue_);
-  curValue_.reset();
+  if (!inValue_) return;
+  inValue_ = false;
+  Value& value = curValue_;
   xhtmlDepth_ = 0;
   const Tag parent = Parent(1);
   if (parent == Tag::DefaultValue && curAttr_ >= 0) {
-    attrs_[static_cast<std::size_t>(curAttr_)].Default = std::move(value);
+    attrs_[static_cast<std::size_t>(curAttr_)].Default = value;
   } else if (parent == Tag::Values && Parent(2) == Tag::SpecObject && inObject_) {
-    objValues_.push_back(std::move(value));
+    // The value moves into the object's list; what was there comes back to
+    // be filled next, with the room its texts had.
+    if (objValueCount_ == objValues_.size()) objValues_.emplace_back();
+    std::swap(objValues_[objValueCount_++], value);
   } else if (parent == Tag::Values && Parent(2) == Tag::Specification && curSpec_ >= 0) {
     auto it = attrById_.find(value.DefinitionRef);
     if (it != attrById_.end()) {
@@ -803,7 +1019,7 @@ void ImportRun::EndSpecification() {
   if (spec.Name.empty()) spec.Name = "Document " + std::to_string(curSpec_ + 1);
   spec.Key = nextDocumentKey_++;
   const std::string guid = spec.Identifier.empty() ? reqif::NameBasedGuid(spec.Name) : reqif::GuidFromIdentifier(spec.Identifier);
-  insDocument_->Bind(1, static_cast<std::int64_t>(spec.Key)).Bind(2, spec.Name).Bind(3, guid).Run();
+  writer_->Row(BulkWriter::kDocument).Int(spec.Key).Text(spec.Name).Text(guid);
   ++summary_.Documents;
   curSpec_ = -1;
   hierStack_.clear();
@@ -855,36 +1071,30 @@ void ImportRun::WriteValue(long requirement, const AttrDef& attr, const Value& v
     Invalid(value.Line, "the value \"" + (value.Text.size() > 60 ? value.Text.substr(0, 60) + "..." : value.Text) +
                             "\" of the attribute \"" + attr.Label + "\" " + what);
   };
-  auto field = [&]() -> reqif::BulkStatement& {
-    insField_->Bind(1, static_cast<std::int64_t>(requirement)).Bind(2, static_cast<std::int64_t>(attr.Key));
-    return *insField_;
-  };
-  auto choose = [&](long item) {
-    insList_->Bind(1, static_cast<std::int64_t>(requirement)).Bind(2, static_cast<std::int64_t>(attr.Key));
-    insList_->Bind(3, static_cast<std::int64_t>(item)).Run();
-  };
+  auto field = [&]() -> BulkWriter& { return writer_->Row(BulkWriter::kField).Int(requirement).Int(attr.Key); };
+  auto choose = [&](long item) { writer_->Row(BulkWriter::kList).Int(requirement).Int(attr.Key).Int(item); };
   switch (attr.kind) {
     case Kind::String:
     case Kind::Xhtml:
-      field().Bind(3, std::string_view(value.Text)).Run();
+      field().Text(value.Text);
       break;
     case Kind::Integer: {
       const auto whole = ParseWhole(value.Text);
       if (!whole) return breaks("is not a whole number (INTEGER)");
-      field().Bind(3, *whole).Run();
+      field().Int(*whole);
       break;
     }
     case Kind::Real: {
       const auto real = ParseReal(value.Text);
       if (!real) return breaks("is not a number (REAL)");
-      field().Bind(3, *real).Run();
+      field().Real(*real);
       break;
     }
     case Kind::Date: {
       const auto date = reqif::ParseDateTime(text::TrimView(value.Text));
       if (!date) return breaks("is not a date and time (DATE)");
       if (date->Hour != 0 || date->Minute != 0 || date->Second != 0) Note("times of day dropped from DATE values");
-      field().Bind(3, reqif::DaysSince1901(*date)).Run();
+      field().Int(reqif::DaysSince1901(*date));
       break;
     }
     case Kind::Boolean: {
@@ -932,13 +1142,18 @@ void ImportRun::EndObject() {
     Skip("objects without an identifier");
     return;
   }
-  if (objects_.count(objIdentifier_)) {
+  const auto [slot, added] = objects_.try_emplace(objIdentifier_);
+  if (!added) {
     Skip("objects whose identifier is defined twice");
     return;
   }
   int typeIndex = -1;
-  if (auto it = typeById_.find(objTypeRef_); it != typeById_.end()) {
+  if (!lastTypeRef_.empty() && objTypeRef_ == lastTypeRef_) {
+    typeIndex = lastType_;
+  } else if (auto it = typeById_.find(objTypeRef_); it != typeById_.end()) {
     typeIndex = it->second;
+    lastTypeRef_ = objTypeRef_;
+    lastType_ = typeIndex;
   } else {
     typeIndex = UndefinedType(objTypeRef_);
     Note("objects of a type the file doesn't define (imported under a type of their own)");
@@ -949,10 +1164,14 @@ void ImportRun::EndObject() {
   std::string name;
   std::string chapterName;
   std::string textValue;
-  std::vector<std::pair<int, const Value*>> userValues;
-  std::set<int> given;
-  for (Value& value : objValues_) {
-    auto it = attrById_.find(value.DefinitionRef);
+  std::vector<std::pair<int, const Value*>>& userValues = userValues_;
+  userValues.clear();
+  std::vector<int>& given = given_;
+  given.clear();
+  auto isGiven = [&](int a) { return std::find(given.begin(), given.end(), a) != given.end(); };
+  for (std::size_t v = 0; v < objValueCount_; ++v) {
+    const Value& value = objValues_[v];
+    const auto it = FindAttr(value.DefinitionRef);
     if (it == attrById_.end()) {
       Skip("values of attributes the file doesn't define");
       continue;
@@ -973,10 +1192,11 @@ void ImportRun::EndObject() {
       Skip("values of attributes that the object's type doesn't have");
       continue;
     }
-    if (!given.insert(it->second).second) {
+    if (isGiven(it->second)) {
       Skip("second values of one attribute in one object");
       continue;
     }
+    given.push_back(it->second);
     if (!value.HasText && value.kind != Kind::Enumeration) {
       Skip("values without THE-VALUE");
       continue;
@@ -994,24 +1214,21 @@ void ImportRun::EndObject() {
                             " is not a date and time");
     }
   }
-  insRequirement_->Bind(1, static_cast<std::int64_t>(key)).Bind(2, static_cast<std::int64_t>(type.Key));
-  insRequirement_->Bind(3, std::string_view(name)).Bind(4, std::string_view(textValue));
-  if (changed) insRequirement_->Bind(5, reqif::StoreDateTime(*changed));
-  else insRequirement_->BindNull(5);
-  insRequirement_->Run();
-  insMember_->Bind(1, static_cast<std::int64_t>(kProjectKey)).Bind(2, static_cast<std::int64_t>(key)).Run();
-  insIdentifier_->Bind(1, static_cast<std::int64_t>(key)).Bind(2, std::string_view(objIdentifier_)).Run();
+  writer_->Row(BulkWriter::kRequirement).Int(key).Int(type.Key).Text(name).Text(textValue);
+  if (changed) writer_->Text(reqif::StoreDateTime(*changed));
+  else writer_->Null();
+  writer_->Row(BulkWriter::kIdentifier).Int(key).Text(objIdentifier_);
 
   for (const auto& [a, value] : userValues) WriteValue(key, attrs_[static_cast<std::size_t>(a)], *value);
   // Defaults stand for the values an object doesn't give.
   for (int a : type.Attrs) {
     const AttrDef& attr = attrs_[static_cast<std::size_t>(a)];
-    if (attr.Key == 0 || !attr.Default || given.count(a)) continue;
+    if (attr.Key == 0 || !attr.Default || isGiven(a)) continue;
     if (attr.Default->kind != attr.kind) continue;
     if (!attr.Default->HasText && attr.kind != Kind::Enumeration) continue;
     WriteValue(key, attr, *attr.Default);
   }
-  objects_.emplace(objIdentifier_, ObjectInfo{key, typeIndex});
+  slot->second = ObjectInfo{key, typeIndex};
   keyType_.push_back(typeIndex);
   ++type.Requirements;
   ++summary_.Requirements;
@@ -1025,7 +1242,9 @@ void ImportRun::OpenStore(const std::filesystem::path& temporary) {
   info.Prefix = "PRJ";
   info.Name = "Project";
   CreateProjectFile(temporary, info);
-  if (sqlite3_open_v2(temporary.string().c_str(), &db_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+  // One thread at a time uses the connection: no locking on every call.
+  if (sqlite3_open_v2(temporary.string().c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) !=
+      SQLITE_OK) {
     throw Failure(sqlite3_errcode(db_), kSource, "Can't open " + temporary.string() + ": " + sqlite3_errmsg(db_));
   }
   sqlite3_extended_result_codes(db_, 1);
@@ -1044,39 +1263,23 @@ void ImportRun::OpenStore(const std::filesystem::path& temporary) {
   exec("PRAGMA cache_size=-65536");
   exec("PRAGMA locking_mode=EXCLUSIVE");
   exec("CREATE TABLE IF NOT EXISTS VLREQIFIDENTIFIERS (REQUIREMENTID INTEGER PRIMARY KEY, IDENTIFIER TEXT)");
-  // The store's indexes come back in one sorted pass each at the end, far
-  // faster than keeping them up to date row by row.
+  // The indexes dropped here come back in one sorted pass each at the end,
+  // far faster than keeping them up to date row by row.
   std::vector<std::string> indexes;
   {
-    reqif::BulkStatement list(db_, "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL",
+    // Indexes whose keys come in rising order (by requirement, or by
+    // attribute and requirement) grow at a few ends and cost little during
+    // the load; the tag numbers and traces come at the end, in no order.
+    reqif::BulkStatement list(db_,
+                              "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL AND "
+                              "name IN ('VLIX_REQUIREMENTS_TAG', 'VLIX_TORELATIONSHIPS_FROM', 'VLIX_TORELATIONSHIPS_TO')",
                               kSource);
     while (list.Step()) indexes.push_back(list.Text(0));
   }
   for (const std::string& index : indexes) exec("DROP INDEX \"" + index + "\"");
   exec("BEGIN");
 
-  insRequirement_ = std::make_unique<reqif::BulkStatement>(
-      db_,
-      "INSERT INTO VLREQUIREMENTS (ID, REQUIREMENTTYPEID, REQUIREMENTNAME, REQUIREMENTTEXT, VERSIONDATETIME, "
-      "VERSIONNUMBER, VERSIONUSERID, FLAGS) VALUES (?1, ?2, ?3, ?4, ?5, 1, 0, 0)",
-      kSource);
-  insMember_ = std::make_unique<reqif::BulkStatement>(
-      db_, "INSERT INTO VLPROJECTREQUIREMENTS (PROJECTID, REQUIREMENTID) VALUES (?1, ?2)", kSource);
-  insIdentifier_ = std::make_unique<reqif::BulkStatement>(
-      db_, "INSERT INTO VLREQIFIDENTIFIERS (REQUIREMENTID, IDENTIFIER) VALUES (?1, ?2)", kSource);
-  insField_ = std::make_unique<reqif::BulkStatement>(
-      db_, "INSERT INTO VLUSERDEFINEDFIELDVALUES (REQUIREMENTID, FIELDID, FIELDVALUE) VALUES (?1, ?2, ?3)", kSource);
-  insList_ = std::make_unique<reqif::BulkStatement>(
-      db_, "INSERT INTO VLUSERDEFINEDLISTVALUES (REQUIREMENTID, FIELDID, LISTITEMID) VALUES (?1, ?2, ?3)", kSource);
-  insAttr_ = std::make_unique<reqif::BulkStatement>(
-      db_, "INSERT INTO VLATTRIBUTES (ID, REQUIREMENTTYPEID, LABEL, GUID, DATATYPE) VALUES (?1, ?2, ?3, ?4, ?5)",
-      kSource);
-  insItem_ = std::make_unique<reqif::BulkStatement>(
-      db_,
-      "INSERT INTO VLUSERDEFINEDLISTITEMS (FIELDID, ITEMID, ITEMRANK, ITEMTEXT, GUID) VALUES (?1, ?2, ?3, ?4, ?5)",
-      kSource);
-  insDocument_ = std::make_unique<reqif::BulkStatement>(
-      db_, "INSERT INTO VLDOCUMENTS (ID, NAME, GUID) VALUES (?1, ?2, ?3)", kSource);
+  writer_ = std::make_unique<BulkWriter>(db_);
 }
 
 void ImportRun::WriteType(ObjType& type) {
@@ -1132,14 +1335,12 @@ void ImportRun::WriteAttribute(AttrDef& attr, ObjType& type) {
   }
   const std::string guid =
       attr.Identifier.empty() ? reqif::NameBasedGuid(type.GUID + attr.Label) : reqif::GuidFromIdentifier(attr.Identifier);
-  insAttr_->Bind(1, static_cast<std::int64_t>(attr.Key)).Bind(2, static_cast<std::int64_t>(type.Key));
-  insAttr_->Bind(3, std::string_view(attr.Label)).Bind(4, guid).Bind(5, static_cast<std::int64_t>(attr.DataType)).Run();
+  writer_->Row(BulkWriter::kAttr).Int(attr.Key).Int(type.Key).Text(attr.Label).Text(guid).Int(attr.DataType);
   ++summary_.Attributes;
 
   auto addItem = [&](const std::string& identifier, const std::string& itemText, long rank, const std::string& itemGuid) {
     const long itemKey = nextItemKey_++;
-    insItem_->Bind(1, static_cast<std::int64_t>(attr.Key)).Bind(2, static_cast<std::int64_t>(itemKey));
-    insItem_->Bind(3, static_cast<std::int64_t>(rank)).Bind(4, std::string_view(itemText)).Bind(5, itemGuid).Run();
+    writer_->Row(BulkWriter::kItem).Int(attr.Key).Int(itemKey).Int(rank).Text(itemText).Text(itemGuid);
     attr.ItemKeys.emplace(identifier, itemKey);
     ++summary_.ListItems;
   };
@@ -1243,6 +1444,7 @@ void ImportRun::AssignPrefixes() {
 }
 
 void ImportRun::Finish() {
+  writer_->Finish();
   if (options_.Progress) options_.Progress("writing", 0, 1);
   std::vector<std::string> tags;
   std::vector<long> documents;
@@ -1324,14 +1526,14 @@ void ImportRun::Finish() {
     summary_.Types.push_back(std::move(info));
   }
 
-  insRequirement_.reset();
-  insMember_.reset();
-  insIdentifier_.reset();
-  insField_.reset();
-  insList_.reset();
-  insAttr_.reset();
-  insItem_.reset();
-  insDocument_.reset();
+  {
+    // Every requirement belongs to the one project of the file.
+    reqif::BulkStatement members(db_,
+                                 "INSERT INTO VLPROJECTREQUIREMENTS (PROJECTID, REQUIREMENTID) "
+                                 "SELECT ?1, ID FROM VLREQUIREMENTS ORDER BY ID",
+                                 kSource);
+    members.Bind(1, static_cast<std::int64_t>(kProjectKey)).Run();
+  }
   char* message = nullptr;
   if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, &message) != SQLITE_OK) {
     std::string text = message ? message : "COMMIT failed";
@@ -1355,6 +1557,7 @@ ReqifImportSummary ImportRun::Run(const std::filesystem::path& temporary) {
   std::FILE* file = std::fopen(source_.string().c_str(), "rb");
   if (!file) throw ReadError{source_.string() + ":0: can't be opened: " + std::strerror(errno)};
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> closer(file, std::fclose);
+  std::setvbuf(file, nullptr, _IOFBF, 1 << 20);
   char magic[4] = {};
   const std::size_t got = std::fread(magic, 1, sizeof magic, file);
   std::rewind(file);
