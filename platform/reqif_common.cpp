@@ -39,14 +39,15 @@ bool IsAsciiDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsAsciiLower(char c) { return c >= 'a' && c <= 'z'; }
 bool IsAsciiUpper(char c) { return c >= 'A' && c <= 'Z'; }
 
-// The words of a name: runs of ASCII letters and digits, split where a lower
-// case letter is followed by a capital ("SpecObjectType" is three words).
+// The words of a name: runs of letters and digits, split where a lower case
+// letter is followed by a capital ("SpecObjectType" is three words).
 std::vector<std::string> Words(std::string_view name) {
   std::vector<std::string> words;
   std::string word;
   char previous = 0;
   for (char c : name) {
-    const bool alnum = IsAsciiLetter(c) || IsAsciiDigit(c);
+    // Bytes of letters beyond ASCII belong to the word they stand in.
+    const bool alnum = IsAsciiLetter(c) || IsAsciiDigit(c) || static_cast<unsigned char>(c) >= 0x80;
     if (!alnum || (IsAsciiUpper(c) && IsAsciiLower(previous))) {
       if (!word.empty()) words.push_back(std::move(word));
       word.clear();
@@ -138,6 +139,7 @@ std::string DerivePrefix(std::string_view name, const std::vector<std::string>& 
   for (const std::string& word : words) {
     if (IsAsciiLetter(word.front()) && base.size() < 4) base += text::UpperAscii(word.front());
   }
+  // Initials stand for a name of several words; one word gives its start.
   if (base.size() < 2) {
     // One word: its first three letters.
     base.clear();

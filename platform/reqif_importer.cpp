@@ -623,8 +623,18 @@ class ImportRun {
 
 // ---- Reading ------------------------------------------------------------------------------
 
+// The line of the reader's current node: where the element starts.
+int NodeLine(xmlTextReaderPtr reader) {
+  xmlNodePtr node = reader ? xmlTextReaderCurrentNode(reader) : nullptr;
+  if (node) {
+    const long line = xmlGetLineNo(node);
+    if (line > 0) return static_cast<int>(line);
+  }
+  return reader ? xmlTextReaderGetParserLineNumber(reader) : 0;
+}
+
 void ImportRun::Fail(const std::string& what) const {
-  const int line = reader_ ? xmlTextReaderGetParserLineNumber(reader_) : 0;
+  const int line = NodeLine(reader_);
   throw ReadError{shownName_ + ":" + std::to_string(line) + ": " + what};
 }
 
@@ -726,10 +736,13 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
   if (xhtmlDepth_ > 0) {
     // Inside an XHTML value: every element is markup of the text.
     ++xhtmlDepth_;
+    const bool block = IsBlockElement(name);
     stack_.push_back(Tag::Other);
-    kinds_.push_back(Kind::None);
+    // The kind slot of markup tells a block element (which ends a line) from
+    // an inline one.
+    kinds_.push_back(block ? Kind::String : Kind::None);
     if (name == "td" || name == "th") plain_.Cell();
-    else if (IsBlockElement(name)) plain_.Break();
+    else if (block) plain_.Break();
     return;
   }
   // The reader keeps one copy of every name: the pointer finds it again.
@@ -781,7 +794,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       if (attr.Label.empty()) attr.Label = attr.Identifier;
       attr.kind = info.kind;
       attr.Multi = Attribute(reader, "MULTI-VALUED") == "true";
-      attr.Line = xmlTextReaderGetParserLineNumber(reader);
+      attr.Line = NodeLine(reader);
       curAttr_ = static_cast<int>(attrs_.size());
       attrs_.push_back(std::move(attr));
       break;
@@ -793,7 +806,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       value.Attr = -1;
       value.DefinitionRef.clear();
       value.EnumRefs.clear();
-      value.Line = xmlTextReaderGetParserLineNumber(reader);
+      value.Line = NodeLine(reader);
       value.HasText = info.kind != Kind::Xhtml && info.kind != Kind::Enumeration &&
                       AttributeInto(reader, "THE-VALUE", value.Text);
       if (!value.HasText) value.Text.clear();
@@ -811,7 +824,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       AttributeInto(reader, "LAST-CHANGE", objLastChange_);
       objTypeRef_.clear();
       objValueCount_ = 0;
-      objLine_ = xmlTextReaderGetParserLineNumber(reader);
+      objLine_ = NodeLine(reader);
       break;
     case Tag::SpecRelation:
       inRelation_ = true;
@@ -826,7 +839,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
     case Tag::SpecHierarchy:
       if (curSpec_ >= 0) {
         nodes_.push_back({hierStack_.empty() ? -1 : hierStack_.back(), curSpec_, {},
-                          xmlTextReaderGetParserLineNumber(reader)});
+                          NodeLine(reader)});
         hierStack_.push_back(static_cast<int>(nodes_.size()) - 1);
       }
       break;
@@ -869,7 +882,7 @@ void ImportRun::EndElement() {
         curValue_.HasText = true;
       }
     } else {
-      plain_.Break();
+      if (kinds_.back() == Kind::String) plain_.Break();
       stack_.pop_back();
       kinds_.pop_back();
       return;
@@ -1573,7 +1586,7 @@ ReqifImportSummary ImportRun::Run(const std::filesystem::path& temporary) {
     shownStep = step;
     options_.Progress("reading", consumed, total);
   };
-  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_COMPACT;
+  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_COMPACT | XML_PARSE_BIG_LINES;
 
   if (!isZip) {
     std::error_code ec;

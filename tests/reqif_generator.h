@@ -168,6 +168,7 @@ inline ReqifCounts WriteReqif(const std::filesystem::path& file, const ReqifShap
       if (undefinedType) {
         ++counts.UndefinedTypeObjects;
         order.push_back({i, 2});
+        lastDepth = 1;  // nothing nests under an object of another type
       } else {
         ++counts.Requirements;
         if (priority == 0) ++counts.HighPriority;
