@@ -52,6 +52,12 @@ void ExpectRoundTrip(const std::filesystem::path& project, const test::TempDir& 
   EXPECT_EQ(after, before);
 }
 
+TEST(ReqifSchemaCheck, RefusesWhatIsInvalid) {
+  // The sample's identifiers begin with a digit, which an xsd:ID can't.
+  EXPECT_NE(ReqifSchema::Get().Validate(ReqifData("reference-hierarchy.reqif")), "");
+  EXPECT_EQ(ReqifSchema::Get().Validate(ReqifData("reference-dates.reqif")), "");
+}
+
 class ReqifSampleRoundTrip : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(ReqifSampleRoundTrip, ExportIsValidAndImportsBack) {
