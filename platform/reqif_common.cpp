@@ -40,7 +40,7 @@ bool IsAsciiLower(char c) { return c >= 'a' && c <= 'z'; }
 bool IsAsciiUpper(char c) { return c >= 'A' && c <= 'Z'; }
 
 // The words of a name: runs of letters and digits, split where a lower case
-// letter is followed by a capital ("SpecObjectType" is three words).
+// letter is followed by a capital ("ObjectTypeName" is three words).
 std::vector<std::string> Words(std::string_view name) {
   std::vector<std::string> words;
   std::string word;

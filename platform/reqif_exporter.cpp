@@ -33,7 +33,7 @@ constexpr const char* kIntegerType = "vlq-datatype-integer";
 constexpr const char* kRealType = "vlq-datatype-real";
 constexpr const char* kDateType = "vlq-datatype-date";
 constexpr const char* kTimeType = "vlq-datatype-time";
-constexpr const char* kSpecificationType = "vlq-specification-type";
+constexpr const char* kDocumentType = "vlq-document-type";
 constexpr const char* kRelationType = "vlq-trace-type";
 
 struct Item {
@@ -75,11 +75,11 @@ struct Req {
   std::optional<long> Position;
   std::string Identifier;
   long Parent = -1;      // index of the nearest written ancestor by tag within the type
-  std::size_t Spec = 0;  // index into the specifications
+  std::size_t Tree = 0;  // index into trees_: the SPECIFICATION it is written in
 };
 
-struct Spec {
-  long DocumentKey = 0;  // 0: the specification of the requirements outside documents
+struct DocTree {
+  long DocumentKey = 0;  // 0: the SPECIFICATION of the requirements outside documents
   std::string Name;
   std::string Identifier;
   std::vector<std::size_t> Members;  // requirement indexes, in writing order
@@ -240,9 +240,9 @@ class ExportRun {
   std::unordered_map<long, std::size_t> typeIndex_;
   std::vector<Req> reqs_;
   std::unordered_map<long, std::size_t> reqIndex_;
-  std::vector<Spec> specs_;
-  // The tree of each specification: children by parent (requirement index;
-  // the top of a specification is its own entry behind the requirements).
+  std::vector<DocTree> trees_;
+  // The tree of each SPECIFICATION: children by parent (requirement index;
+  // the top of a SPECIFICATION is its own entry behind the requirements).
   std::vector<std::vector<std::size_t>> children_;
   std::vector<std::pair<std::size_t, std::size_t>> traces_;
   std::unordered_map<long, std::pair<std::size_t, std::size_t>> attrByKey_;  // type and attribute index
@@ -367,7 +367,7 @@ void ExportRun::ReadRequirements(const std::vector<long>& keys) {
   }
 }
 
-// Tag parents, and the specification of every requirement.
+// Tag parents, and the SPECIFICATION of every requirement.
 void ExportRun::PlaceRequirements() {
   std::map<std::pair<long, std::string>, std::size_t> byTag;
   for (std::size_t i = 0; i < reqs_.size(); ++i) {
@@ -383,8 +383,8 @@ void ExportRun::PlaceRequirements() {
       }
     }
   }
-  // Specifications: the documents by key, then one for the rest.
-  std::map<long, std::size_t> specOfDocument;
+  // SPECIFICATIONs: the documents by key, then one for the rest.
+  std::map<long, std::size_t> treeOfDocument;
   {
     reqif::BulkStatement documents(db_, "SELECT ID, NAME, GUID FROM VLDOCUMENTS ORDER BY ID", kSource);
     std::set<long> used;
@@ -394,30 +394,30 @@ void ExportRun::PlaceRequirements() {
     while (documents.Step()) {
       const long key = documents.Int(0);
       if (!used.count(key)) continue;
-      Spec spec;
-      spec.DocumentKey = key;
-      spec.Name = documents.Text(1);
+      DocTree tree;
+      tree.DocumentKey = key;
+      tree.Name = documents.Text(1);
       const std::string guid = documents.Text(2);
-      spec.Identifier = ids_.Claim(reqif::IdentifierFromGuid(guid.empty() ? reqif::NameBasedGuid(spec.Name) : guid));
-      specOfDocument.emplace(key, specs_.size());
-      specs_.push_back(std::move(spec));
+      tree.Identifier = ids_.Claim(reqif::IdentifierFromGuid(guid.empty() ? reqif::NameBasedGuid(tree.Name) : guid));
+      treeOfDocument.emplace(key, trees_.size());
+      trees_.push_back(std::move(tree));
     }
   }
-  const std::size_t rest = specs_.size();
+  const std::size_t rest = trees_.size();
   {
-    Spec spec;
-    spec.Name = projectName_.empty() ? "Requirements" : projectName_;
-    spec.Identifier = ids_.Claim(reqif::IdentifierFromGuid(reqif::NameBasedGuid(projectGuid_ + "/requirements")));
-    specs_.push_back(std::move(spec));
+    DocTree tree;
+    tree.Name = projectName_.empty() ? "Requirements" : projectName_;
+    tree.Identifier = ids_.Claim(reqif::IdentifierFromGuid(reqif::NameBasedGuid(projectGuid_ + "/requirements")));
+    trees_.push_back(std::move(tree));
   }
-  auto ownSpec = [&](const Req& req) -> std::optional<std::size_t> {
-    auto it = specOfDocument.find(req.Document);
-    if (it == specOfDocument.end()) return std::nullopt;
+  auto ownTree = [&](const Req& req) -> std::optional<std::size_t> {
+    auto it = treeOfDocument.find(req.Document);
+    if (it == treeOfDocument.end()) return std::nullopt;
     return it->second;
   };
-  // The roots of each type go to the specifications in tag order, so that a
+  // The roots of each type go to the SPECIFICATIONs in tag order, so that a
   // new import numbers them as they are numbered now: a root never goes to an
-  // earlier specification than the root before it, and one without a
+  // earlier SPECIFICATION than the root before it, and one without a
   // document joins its neighbour.
   std::map<long, std::vector<std::size_t>> rootsOfType;
   for (std::size_t i = 0; i < reqs_.size(); ++i) {
@@ -427,57 +427,57 @@ void ExportRun::PlaceRequirements() {
     std::sort(roots.begin(), roots.end(), [&](std::size_t a, std::size_t b) { return reqs_[a].Tag < reqs_[b].Tag; });
     std::vector<std::optional<std::size_t>> next(roots.size() + 1);
     for (std::size_t k = roots.size(); k-- > 0;) {
-      const auto own = ownSpec(reqs_[roots[k]]);
+      const auto own = ownTree(reqs_[roots[k]]);
       next[k] = own ? own : next[k + 1];
     }
     std::size_t floor = 0;
     for (std::size_t k = 0; k < roots.size(); ++k) {
-      const auto own = ownSpec(reqs_[roots[k]]);
-      std::size_t spec = own ? *own : (k > 0 ? floor : next[k].value_or(rest));
-      spec = std::max(spec, floor);
-      reqs_[roots[k]].Spec = spec;
-      floor = spec;
+      const auto own = ownTree(reqs_[roots[k]]);
+      std::size_t tree = own ? *own : (k > 0 ? floor : next[k].value_or(rest));
+      tree = std::max(tree, floor);
+      reqs_[roots[k]].Tree = tree;
+      floor = tree;
     }
   }
-  // Everything else stands in the specification of its tree.
+  // Everything else stands in the SPECIFICATION of its tree.
   for (std::size_t i = 0; i < reqs_.size(); ++i) {
     std::size_t root = i;
     while (reqs_[root].Parent >= 0) root = static_cast<std::size_t>(reqs_[root].Parent);
-    reqs_[i].Spec = reqs_[root].Spec;
+    reqs_[i].Tree = reqs_[root].Tree;
   }
   if (!BuildTrees(true)) BuildTrees(false);
-  // Specifications without requirements are left out.
-  std::vector<Spec> kept;
-  for (std::size_t s = 0; s < specs_.size(); ++s) {
-    if (specs_[s].Members.empty()) continue;
-    specs_[s].TreeEntry = s;
-    kept.push_back(std::move(specs_[s]));
+  // SPECIFICATIONs without requirements are left out.
+  std::vector<DocTree> kept;
+  for (std::size_t s = 0; s < trees_.size(); ++s) {
+    if (trees_[s].Members.empty()) continue;
+    trees_[s].TreeEntry = s;
+    kept.push_back(std::move(trees_[s]));
   }
   summary_.Documents = static_cast<long>(kept.size());
-  specs_ = std::move(kept);
+  trees_ = std::move(kept);
 }
 
-// Builds the tree of each specification. With documentOrder the members stand
+// Builds the tree of each SPECIFICATION. With documentOrder the members stand
 // in the order of their document positions and the requirements of other
 // types nest under the one before them; the result is checked against the
 // tag numbers that an import would give, and false means: not kept. Without,
 // each type's tree stands in tag order, which always numbers right.
 bool ExportRun::BuildTrees(bool documentOrder) {
   const std::size_t top = reqs_.size();
-  children_.assign(reqs_.size() + specs_.size(), {});
+  children_.assign(reqs_.size() + trees_.size(), {});
   std::vector<long> treeParent(reqs_.size(), -1);
-  for (std::size_t s = 0; s < specs_.size(); ++s) {
-    Spec& spec = specs_[s];
-    spec.Members.clear();
+  for (std::size_t s = 0; s < trees_.size(); ++s) {
+    DocTree& tree = trees_[s];
+    tree.Members.clear();
     for (std::size_t i = 0; i < reqs_.size(); ++i) {
-      if (reqs_[i].Spec == s) spec.Members.push_back(i);
+      if (reqs_[i].Tree == s) tree.Members.push_back(i);
     }
     auto positionKey = [&](std::size_t i) {
       const Req& r = reqs_[i];
-      const bool placed = documentOrder && r.Position && r.Document == spec.DocumentKey && spec.DocumentKey != 0;
+      const bool placed = documentOrder && r.Position && r.Document == tree.DocumentKey && tree.DocumentKey != 0;
       return std::make_pair(placed ? 0 : 1, placed ? *r.Position : 0L);
     };
-    std::stable_sort(spec.Members.begin(), spec.Members.end(), [&](std::size_t a, std::size_t b) {
+    std::stable_sort(tree.Members.begin(), tree.Members.end(), [&](std::size_t a, std::size_t b) {
       const auto ka = positionKey(a);
       const auto kb = positionKey(b);
       if (ka != kb) return ka < kb;
@@ -485,7 +485,7 @@ bool ExportRun::BuildTrees(bool documentOrder) {
       return reqs_[a].Tag < reqs_[b].Tag;
     });
     std::vector<std::size_t> path;
-    for (std::size_t i : spec.Members) {
+    for (std::size_t i : tree.Members) {
       const Req& req = reqs_[i];
       long parent = -1;
       if (req.Parent >= 0) {
@@ -527,7 +527,7 @@ bool ExportRun::BuildTrees(bool documentOrder) {
       visit(child);
     }
   };
-  for (std::size_t s = 0; s < specs_.size() && ok; ++s) visit(top + s);
+  for (std::size_t s = 0; s < trees_.size() && ok; ++s) visit(top + s);
   return ok;
 }
 
@@ -697,7 +697,7 @@ void ExportRun::WriteFile(const std::filesystem::path& temporary) {
   }
   w.Start("SPEC-RELATION-TYPE").Attribute("IDENTIFIER", kRelationType).Attribute("LAST-CHANGE", now_);
   w.Attribute("LONG-NAME", "Trace").End();
-  w.Start("SPECIFICATION-TYPE").Attribute("IDENTIFIER", kSpecificationType).Attribute("LAST-CHANGE", now_);
+  w.Start("SPECIFICATION-TYPE").Attribute("IDENTIFIER", kDocumentType).Attribute("LAST-CHANGE", now_);
   w.Attribute("LONG-NAME", "Document").End();
   w.End();
 
@@ -746,13 +746,13 @@ void ExportRun::WriteFile(const std::filesystem::path& temporary) {
     }
     w.End();
   };
-  // children_ was built with the specifications before the empty ones were
+  // children_ was built with the SPECIFICATIONs before the empty ones were
   // dropped: find each one's entry by its place among all of them.
-  for (const Spec& spec : specs_) {
-    w.Start("SPECIFICATION").Attribute("IDENTIFIER", spec.Identifier).Attribute("LAST-CHANGE", now_);
-    w.Attribute("LONG-NAME", spec.Name);
-    w.Ref("TYPE", "SPECIFICATION-TYPE-REF", kSpecificationType);
-    writeChildren(top + spec.TreeEntry);
+  for (const DocTree& tree : trees_) {
+    w.Start("SPECIFICATION").Attribute("IDENTIFIER", tree.Identifier).Attribute("LAST-CHANGE", now_);
+    w.Attribute("LONG-NAME", tree.Name);
+    w.Ref("TYPE", "SPECIFICATION-TYPE-REF", kDocumentType);
+    writeChildren(top + tree.TreeEntry);
     w.End();
   }
   w.End();

@@ -9,9 +9,9 @@
 // and counted) and the hierarchy among them: one SPECIFICATION per document,
 // in which each requirement stands under its nearest ancestor by tag within
 // its type, and the requirements of other types in document order beside
-// them. A requirement outside any document goes into the specification of
+// them. A requirement outside any document goes into the SPECIFICATION of
 // the tree it belongs to; trees with no document at all into one last
-// specification named after the project.
+// SPECIFICATION named after the project.
 //
 // Importing the file again (ReqifImporter) gives back the same requirement
 // types (names, prefixes and GUIDs: the prefixes and the attributes that hold

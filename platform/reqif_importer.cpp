@@ -48,8 +48,8 @@ enum class Tag : std::uint8_t {
   Title,
   DatatypeDefinition,
   EnumValue,
-  SpecObjectType,
-  OtherSpecType,
+  ObjectType,
+  OtherType,
   AttributeDefinition,
   DefaultValue,
   Type,
@@ -57,12 +57,12 @@ enum class Tag : std::uint8_t {
   Definition,
   Values,
   TheValue,
-  SpecObject,
-  SpecRelation,
+  ReqObject,
+  Relation,
   Source,
   Target,
-  Specification,
-  SpecHierarchy,
+  Document,
+  Hierarchy,
   Object,
   ToolExtension,
   Ref,
@@ -106,21 +106,21 @@ TagInfo ClassifyName(std::string_view name) {
       {"REQ-IF-HEADER", Tag::ReqIfHeader},
       {"TITLE", Tag::Title},
       {"ENUM-VALUE", Tag::EnumValue},
-      {"SPEC-OBJECT-TYPE", Tag::SpecObjectType},
-      {"SPECIFICATION-TYPE", Tag::OtherSpecType},
-      {"SPEC-RELATION-TYPE", Tag::OtherSpecType},
-      {"RELATION-GROUP-TYPE", Tag::OtherSpecType},
+      {"SPEC-OBJECT-TYPE", Tag::ObjectType},
+      {"SPECIFICATION-TYPE", Tag::OtherType},
+      {"SPEC-RELATION-TYPE", Tag::OtherType},
+      {"RELATION-GROUP-TYPE", Tag::OtherType},
       {"DEFAULT-VALUE", Tag::DefaultValue},
       {"TYPE", Tag::Type},
       {"DEFINITION", Tag::Definition},
       {"VALUES", Tag::Values},
       {"THE-VALUE", Tag::TheValue},
-      {"SPEC-OBJECT", Tag::SpecObject},
-      {"SPEC-RELATION", Tag::SpecRelation},
+      {"SPEC-OBJECT", Tag::ReqObject},
+      {"SPEC-RELATION", Tag::Relation},
       {"SOURCE", Tag::Source},
       {"TARGET", Tag::Target},
-      {"SPECIFICATION", Tag::Specification},
-      {"SPEC-HIERARCHY", Tag::SpecHierarchy},
+      {"SPECIFICATION", Tag::Document},
+      {"SPEC-HIERARCHY", Tag::Hierarchy},
       {"OBJECT", Tag::Object},
       {"REQ-IF-TOOL-EXTENSION", Tag::ToolExtension},
   };
@@ -223,7 +223,7 @@ struct AttrDef {
   Kind kind = Kind::None;
   bool Multi = false;
   std::string DatatypeRef;
-  int Owner = -1;  // index into types_; -1 for the attributes of other spec types
+  int Owner = -1;  // index into types_; -1 for the attributes of the other kinds of type
   Role role = Role::User;
   long Key = 0;    // VLATTRIBUTES.ID; 0 for a definition that fills a system field
   int DataType = 1;
@@ -251,7 +251,7 @@ struct ObjectInfo {
 
 struct HierNode {
   int Parent = -1;
-  int Spec = 0;
+  int Document = 0;
   std::string ObjectRef;
   int Line = 0;
 };
@@ -261,7 +261,7 @@ struct Relation {
   std::string Target;
 };
 
-struct SpecDoc {
+struct DocumentDef {
   std::string Identifier;
   std::string Name;
   long Key = 0;
@@ -521,10 +521,10 @@ class ImportRun {
   // The parts of the file
   void EndDatatype();
   void EndAttributeDefinition();
-  void EndSpecType();
+  void EndType();
   void EndValue();
   void EndObject();
-  void EndSpecification();
+  void EndDocument();
   void EndRef();
   void ToolDirective(xmlTextReaderPtr reader, std::string_view name);
 
@@ -558,10 +558,10 @@ class ImportRun {
 
   int curDatatype_ = -1;
   std::optional<EnumItem> curEnumValue_;
-  bool inSpecType_ = false;
-  bool curSpecTypeIsObjectType_ = false;
+  bool inType_ = false;
+  bool curTypeIsObjectType_ = false;
   ObjType curType_;
-  std::vector<int> curSpecTypeAttrs_;
+  std::vector<int> curTypeAttrs_;
   int curAttr_ = -1;
   Value curValue_;  // the value being read, when inValue_
   bool inValue_ = false;
@@ -574,8 +574,8 @@ class ImportRun {
   int objLine_ = 0;
   bool inRelation_ = false;
   Relation curRelation_;
-  int curSpec_ = -1;
-  std::string specName_;
+  int curDocument_ = -1;
+  std::string documentName_;
   std::vector<int> hierStack_;
 
   // What was read
@@ -608,7 +608,7 @@ class ImportRun {
   std::vector<int> keyType_;  // the type index of each requirement, by key - 1
   std::vector<HierNode> nodes_;
   std::vector<Relation> relations_;
-  std::vector<SpecDoc> specs_;
+  std::vector<DocumentDef> documents_;
   std::vector<std::string> timeAttrs_;  // identifiers of INTEGER definitions holding times of day
   std::set<std::string> itemGuids_;
 
@@ -776,18 +776,18 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
         if (curEnumValue_->Text.empty()) curEnumValue_->Text = curEnumValue_->Identifier;
       }
       break;
-    case Tag::SpecObjectType:
-    case Tag::OtherSpecType:
-      inSpecType_ = true;
-      curSpecTypeIsObjectType_ = info.tag == Tag::SpecObjectType;
+    case Tag::ObjectType:
+    case Tag::OtherType:
+      inType_ = true;
+      curTypeIsObjectType_ = info.tag == Tag::ObjectType;
       curType_ = ObjType{};
       curType_.Identifier = Attribute(reader, "IDENTIFIER");
       curType_.Name = text::Trim(Attribute(reader, "LONG-NAME"));
       if (curType_.Name.empty()) curType_.Name = curType_.Identifier;
-      curSpecTypeAttrs_.clear();
+      curTypeAttrs_.clear();
       break;
     case Tag::AttributeDefinition: {
-      if (!inSpecType_) break;
+      if (!inType_) break;
       AttrDef attr;
       attr.Identifier = Attribute(reader, "IDENTIFIER");
       attr.Label = text::Trim(Attribute(reader, "LONG-NAME"));
@@ -818,7 +818,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
         plain_.Clear();
       }
       break;
-    case Tag::SpecObject:
+    case Tag::ReqObject:
       inObject_ = true;
       AttributeInto(reader, "IDENTIFIER", objIdentifier_);
       AttributeInto(reader, "LAST-CHANGE", objLastChange_);
@@ -826,19 +826,19 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       objValueCount_ = 0;
       objLine_ = NodeLine(reader);
       break;
-    case Tag::SpecRelation:
+    case Tag::Relation:
       inRelation_ = true;
       curRelation_ = {};
       break;
-    case Tag::Specification:
-      curSpec_ = static_cast<int>(specs_.size());
-      specs_.push_back({Attribute(reader, "IDENTIFIER"), text::Trim(Attribute(reader, "LONG-NAME")), 0});
-      specName_.clear();
+    case Tag::Document:
+      curDocument_ = static_cast<int>(documents_.size());
+      documents_.push_back({Attribute(reader, "IDENTIFIER"), text::Trim(Attribute(reader, "LONG-NAME")), 0});
+      documentName_.clear();
       hierStack_.clear();
       break;
-    case Tag::SpecHierarchy:
-      if (curSpec_ >= 0) {
-        nodes_.push_back({hierStack_.empty() ? -1 : hierStack_.back(), curSpec_, {},
+    case Tag::Hierarchy:
+      if (curDocument_ >= 0) {
+        nodes_.push_back({hierStack_.empty() ? -1 : hierStack_.back(), curDocument_, {},
                           NodeLine(reader)});
         hierStack_.push_back(static_cast<int>(nodes_.size()) - 1);
       }
@@ -907,24 +907,24 @@ void ImportRun::EndElement() {
     case Tag::AttributeDefinition:
       EndAttributeDefinition();
       break;
-    case Tag::SpecObjectType:
-    case Tag::OtherSpecType:
-      EndSpecType();
+    case Tag::ObjectType:
+    case Tag::OtherType:
+      EndType();
       break;
     case Tag::AttributeValue:
       EndValue();
       break;
-    case Tag::SpecObject:
+    case Tag::ReqObject:
       EndObject();
       break;
-    case Tag::SpecRelation:
+    case Tag::Relation:
       if (inRelation_) relations_.push_back(std::move(curRelation_));
       inRelation_ = false;
       break;
-    case Tag::Specification:
-      EndSpecification();
+    case Tag::Document:
+      EndDocument();
       break;
-    case Tag::SpecHierarchy:
+    case Tag::Hierarchy:
       if (!hierStack_.empty()) hierStack_.pop_back();
       break;
     case Tag::Ref:
@@ -952,13 +952,13 @@ void ImportRun::EndRef() {
     curValue_.DefinitionRef.assign(view);
   } else if (parent == Tag::Values && grand == Tag::AttributeValue && inValue_) {
     curValue_.EnumRefs.emplace_back(view);
-  } else if (parent == Tag::Type && grand == Tag::SpecObject && inObject_) {
+  } else if (parent == Tag::Type && grand == Tag::ReqObject && inObject_) {
     objTypeRef_.assign(view);
   } else if (parent == Tag::Source && inRelation_) {
     curRelation_.Source.assign(view);
   } else if (parent == Tag::Target && inRelation_) {
     curRelation_.Target.assign(view);
-  } else if (parent == Tag::Object && grand == Tag::SpecHierarchy && !hierStack_.empty()) {
+  } else if (parent == Tag::Object && grand == Tag::Hierarchy && !hierStack_.empty()) {
     nodes_[static_cast<std::size_t>(hierStack_.back())].ObjectRef.assign(view);
   }
 }
@@ -967,15 +967,15 @@ void ImportRun::EndDatatype() { curDatatype_ = -1; }
 
 void ImportRun::EndAttributeDefinition() {
   if (curAttr_ < 0) return;
-  if (inSpecType_) curSpecTypeAttrs_.push_back(curAttr_);
+  if (inType_) curTypeAttrs_.push_back(curAttr_);
   curAttr_ = -1;
 }
 
-void ImportRun::EndSpecType() {
-  inSpecType_ = false;
+void ImportRun::EndType() {
+  inType_ = false;
   recentAttrs_.clear();  // its iterators may not survive new definitions
-  const int typeIndex = curSpecTypeIsObjectType_ ? static_cast<int>(types_.size()) : -1;
-  for (int a : curSpecTypeAttrs_) {
+  const int typeIndex = curTypeIsObjectType_ ? static_cast<int>(types_.size()) : -1;
+  for (int a : curTypeAttrs_) {
     AttrDef& attr = attrs_[static_cast<std::size_t>(a)];
     attr.Owner = typeIndex;
     if (attr.Label == "ReqIF.Name") attr.role = Role::Name;
@@ -987,13 +987,13 @@ void ImportRun::EndSpecType() {
       attr.role = Role::User;
     }
   }
-  if (!curSpecTypeIsObjectType_) return;
+  if (!curTypeIsObjectType_) return;
   if (!curType_.Identifier.empty() && typeById_.count(curType_.Identifier)) {
     Skip("requirement types whose identifier is defined twice");
-    for (int a : curSpecTypeAttrs_) attrs_[static_cast<std::size_t>(a)].Owner = -1;
+    for (int a : curTypeAttrs_) attrs_[static_cast<std::size_t>(a)].Owner = -1;
     return;
   }
-  curType_.Attrs = curSpecTypeAttrs_;
+  curType_.Attrs = curTypeAttrs_;
   types_.push_back(std::move(curType_));
   ObjType& type = types_.back();
   if (!type.Identifier.empty()) typeById_.emplace(type.Identifier, typeIndex);
@@ -1008,33 +1008,33 @@ void ImportRun::EndValue() {
   const Tag parent = Parent(1);
   if (parent == Tag::DefaultValue && curAttr_ >= 0) {
     attrs_[static_cast<std::size_t>(curAttr_)].Default = value;
-  } else if (parent == Tag::Values && Parent(2) == Tag::SpecObject && inObject_) {
+  } else if (parent == Tag::Values && Parent(2) == Tag::ReqObject && inObject_) {
     // The value moves into the object's list; what was there comes back to
     // be filled next, with the room its texts had.
     if (objValueCount_ == objValues_.size()) objValues_.emplace_back();
     std::swap(objValues_[objValueCount_++], value);
-  } else if (parent == Tag::Values && Parent(2) == Tag::Specification && curSpec_ >= 0) {
+  } else if (parent == Tag::Values && Parent(2) == Tag::Document && curDocument_ >= 0) {
     auto it = attrById_.find(value.DefinitionRef);
     if (it != attrById_.end()) {
       const std::string& label = attrs_[static_cast<std::size_t>(it->second)].Label;
-      if ((label == "ReqIF.Name" || (label == "ReqIF.ChapterName" && specName_.empty())) && value.HasText) {
-        specName_ = text::Trim(value.Text);
+      if ((label == "ReqIF.Name" || (label == "ReqIF.ChapterName" && documentName_.empty())) && value.HasText) {
+        documentName_ = text::Trim(value.Text);
       }
     }
   }
 }
 
-void ImportRun::EndSpecification() {
-  if (curSpec_ < 0) return;
-  SpecDoc& spec = specs_[static_cast<std::size_t>(curSpec_)];
-  if (spec.Name.empty()) spec.Name = specName_;
-  if (spec.Name.empty()) spec.Name = spec.Identifier;
-  if (spec.Name.empty()) spec.Name = "Document " + std::to_string(curSpec_ + 1);
-  spec.Key = nextDocumentKey_++;
-  const std::string guid = spec.Identifier.empty() ? reqif::NameBasedGuid(spec.Name) : reqif::GuidFromIdentifier(spec.Identifier);
-  writer_->Row(BulkWriter::kDocument).Int(spec.Key).Text(spec.Name).Text(guid);
+void ImportRun::EndDocument() {
+  if (curDocument_ < 0) return;
+  DocumentDef& document = documents_[static_cast<std::size_t>(curDocument_)];
+  if (document.Name.empty()) document.Name = documentName_;
+  if (document.Name.empty()) document.Name = document.Identifier;
+  if (document.Name.empty()) document.Name = "Document " + std::to_string(curDocument_ + 1);
+  document.Key = nextDocumentKey_++;
+  const std::string guid = document.Identifier.empty() ? reqif::NameBasedGuid(document.Name) : reqif::GuidFromIdentifier(document.Identifier);
+  writer_->Row(BulkWriter::kDocument).Int(document.Key).Text(document.Name).Text(guid);
   ++summary_.Documents;
-  curSpec_ = -1;
+  curDocument_ = -1;
   hierStack_.clear();
 }
 
@@ -1382,7 +1382,7 @@ void ImportRun::PlaceObjects(std::vector<std::string>& tags, std::vector<long>& 
   documents.assign(count, 0);
   positions.assign(count, 0);
   std::vector<long> children(count, 0);
-  std::vector<long> specPositions(specs_.size(), 0);
+  std::vector<long> documentPositions(documents_.size(), 0);
   std::vector<long> nodeKey(nodes_.size(), 0);
   // The hierarchy nodes stand in document order, parents before children.
   for (std::size_t i = 0; i < nodes_.size(); ++i) {
@@ -1418,9 +1418,9 @@ void ImportRun::PlaceObjects(std::vector<std::string>& tags, std::vector<long>& 
     } else {
       tag = reqif::TagLevel(++types_[static_cast<std::size_t>(type)].Roots);
     }
-    const auto spec = static_cast<std::size_t>(node.Spec);
-    documents[static_cast<std::size_t>(key)] = specs_[spec].Key;
-    positions[static_cast<std::size_t>(key)] = ++specPositions[spec];
+    const auto document = static_cast<std::size_t>(node.Document);
+    documents[static_cast<std::size_t>(key)] = documents_[document].Key;
+    positions[static_cast<std::size_t>(key)] = ++documentPositions[document];
   }
   // What no hierarchy places comes behind, in file order.
   long unplaced = 0;

@@ -153,7 +153,7 @@ inline ReqifFacts ReadReqifFacts(const std::filesystem::path& file) {
       path.pop_back();
     }
   };
-  for (const xmlNode* spec : Children(Child(content, "SPECIFICATIONS"), "SPECIFICATION")) walk(spec);
+  for (const xmlNode* document : Children(Child(content, "SPECIFICATIONS"), "SPECIFICATION")) walk(document);
   return facts;
 }
 
