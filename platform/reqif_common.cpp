@@ -32,7 +32,13 @@ bool IsUuidText(std::string_view s) {
   return true;
 }
 
-std::string Braced(std::string_view uuid) { return "{" + text::Upper(uuid) + "}"; }
+// Appended piece by piece: "{" + text trips a false warning of GCC 12.
+std::string Braced(std::string_view uuid) {
+  std::string out(1, '{');
+  out += text::Upper(uuid);
+  out += '}';
+  return out;
+}
 
 bool IsAsciiLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 bool IsAsciiDigit(char c) { return c >= '0' && c <= '9'; }
@@ -90,7 +96,7 @@ std::string NameBasedGuid(std::string_view name) {
   uuid_generate_sha1(out, ns, name.data(), name.size());
   char textForm[37];
   uuid_unparse_upper(out, textForm);
-  return "{" + std::string(textForm) + "}";
+  return Braced(textForm);
 }
 
 std::string GuidFromIdentifier(std::string_view identifier) {
@@ -104,7 +110,9 @@ std::string GuidFromIdentifier(std::string_view identifier) {
 std::string IdentifierFromGuid(std::string_view guid) {
   std::string_view inner = guid;
   if (inner.size() >= 2 && inner.front() == '{' && inner.back() == '}') inner = inner.substr(1, inner.size() - 2);
-  return "_" + text::Upper(inner);
+  std::string out(1, '_');
+  out += text::Upper(inner);
+  return out;
 }
 
 // ---- Prefixes and labels ----------------------------------------------------------

@@ -612,7 +612,7 @@ void ExportRun::WriteValues(Writer& w, const Req& req) {
     items.erase(std::unique(items.begin(), items.end()), items.end());
     if (attr.DataType == 0 && items.size() > 1) {
       summary_.ValuesLeftOut += static_cast<long>(items.size() - 1);
-      items.resize(1);
+      items.erase(items.begin() + 1, items.end());
     }
     w.Start("ATTRIBUTE-VALUE-ENUMERATION");
     w.Ref("DEFINITION", "ATTRIBUTE-DEFINITION-ENUMERATION-REF", attr.Identifier);

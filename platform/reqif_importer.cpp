@@ -306,7 +306,6 @@ int CloseInput(void*) { return 0; }
 class BulkWriter {
  public:
   enum Statement : std::uint8_t {
-    kRequirement,
     kIdentifier,
     kField,
     kList,
@@ -318,8 +317,6 @@ class BulkWriter {
 
   explicit BulkWriter(::sqlite3* db) : db_(db) {
     static const char* const kSql[kStatementCount] = {
-        "INSERT INTO VLREQUIREMENTS (ID, REQUIREMENTTYPEID, REQUIREMENTNAME, REQUIREMENTTEXT, VERSIONDATETIME, "
-        "VERSIONNUMBER, VERSIONUSERID, FLAGS) VALUES (?1, ?2, ?3, ?4, ?5, 1, 0, 0)",
         "INSERT INTO VLREQIFIDENTIFIERS (REQUIREMENTID, IDENTIFIER) VALUES (?1, ?2)",
         "INSERT INTO VLUSERDEFINEDFIELDVALUES (REQUIREMENTID, FIELDID, FIELDVALUE) VALUES (?1, ?2, ?3)",
         "INSERT INTO VLUSERDEFINEDLISTVALUES (REQUIREMENTID, FIELDID, LISTITEMID) VALUES (?1, ?2, ?3)",
@@ -606,6 +603,12 @@ class ImportRun {
   std::unordered_map<std::string, int> undefinedTypes_;
   std::unordered_map<std::string, ObjectInfo> objects_;
   std::vector<int> keyType_;  // the type index of each requirement, by key - 1
+  struct PendingRequirement {
+    std::string Name;
+    std::string Text;
+    std::string Changed;  // the store's form, or empty
+  };
+  std::vector<PendingRequirement> pending_;  // by key - 1
   std::vector<HierNode> nodes_;
   std::vector<Relation> relations_;
   std::vector<DocumentDef> documents_;
@@ -1227,9 +1230,10 @@ void ImportRun::EndObject() {
                             " is not a date and time");
     }
   }
-  writer_->Row(BulkWriter::kRequirement).Int(key).Int(type.Key).Text(name).Text(textValue);
-  if (changed) writer_->Text(reqif::StoreDateTime(*changed));
-  else writer_->Null();
+  // The requirement's row waits for its tag number, which the hierarchy at
+  // the end of the file gives: written then in one pass, it needs no update.
+  pending_.push_back({std::move(name), std::move(textValue),
+                      changed ? reqif::StoreDateTime(*changed) : std::string()});
   writer_->Row(BulkWriter::kIdentifier).Int(key).Text(objIdentifier_);
 
   for (const auto& [a, value] : userValues) WriteValue(key, attrs_[static_cast<std::size_t>(a)], *value);
@@ -1483,16 +1487,24 @@ void ImportRun::Finish() {
     }
   }
   {
-    reqif::BulkStatement place(db_,
-                               "UPDATE VLREQUIREMENTS SET REQUIREMENTPREFIX = ?1, LONGTAGNUMBER = ?2, "
-                               "BOOKMARKDOCUMENTID = ?3, DOCUMENTPOSITION = ?4 WHERE ID = ?5",
-                               kSource);
+    reqif::BulkStatement row(db_,
+                             "INSERT INTO VLREQUIREMENTS (ID, REQUIREMENTTYPEID, REQUIREMENTNAME, REQUIREMENTTEXT, "
+                             "VERSIONDATETIME, REQUIREMENTPREFIX, LONGTAGNUMBER, BOOKMARKDOCUMENTID, DOCUMENTPOSITION, "
+                             "VERSIONNUMBER, VERSIONUSERID, FLAGS) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, 1, 0, 0)",
+                             kSource);
     for (std::size_t key = 1; key < tags.size(); ++key) {
-      place.Bind(1, std::string_view(types_[static_cast<std::size_t>(keyType_[key - 1])].Prefix));
-      place.Bind(2, std::string_view(tags[key])).Bind(3, static_cast<std::int64_t>(documents[key]));
-      if (positions[key] > 0) place.Bind(4, static_cast<std::int64_t>(positions[key]));
-      else place.BindNull(4);
-      place.Bind(5, static_cast<std::int64_t>(key)).Run();
+      PendingRequirement& pending = pending_[key - 1];
+      const ObjType& type = types_[static_cast<std::size_t>(keyType_[key - 1])];
+      row.Bind(1, static_cast<std::int64_t>(key)).Bind(2, static_cast<std::int64_t>(type.Key));
+      row.Bind(3, std::string_view(pending.Name)).Bind(4, std::string_view(pending.Text));
+      if (pending.Changed.empty()) row.BindNull(5);
+      else row.Bind(5, std::string_view(pending.Changed));
+      row.Bind(6, std::string_view(type.Prefix)).Bind(7, std::string_view(tags[key]));
+      row.Bind(8, static_cast<std::int64_t>(documents[key]));
+      if (positions[key] > 0) row.Bind(9, static_cast<std::int64_t>(positions[key]));
+      else row.BindNull(9);
+      row.Run();
+      pending = {};
     }
   }
   {
