@@ -690,7 +690,11 @@ void ImportRun::ReadDocument(xmlTextReaderPtr reader, const std::string& shownNa
     }
     switch (xmlTextReaderNodeType(reader)) {
       case XML_READER_TYPE_ELEMENT: {
-        const auto* local = reinterpret_cast<const char*>(xmlTextReaderConstLocalName(reader));
+        // The node's own name: the parser keeps one copy of each name, so the
+        // pointer finds the name's meaning again without hashing it.
+        const xmlNode* node = xmlTextReaderCurrentNode(reader);
+        const auto* local = reinterpret_cast<const char*>(
+            node && node->name ? node->name : xmlTextReaderConstLocalName(reader));
         const std::string_view name(local ? local : "");
         if (!sawRoot) {
           if (name != "REQ-IF") Fail("not a ReqIF file: the root element is <" + std::string(name) + ">, not <REQ-IF>");
@@ -1277,7 +1281,9 @@ void ImportRun::OpenStore(const std::filesystem::path& temporary) {
   // neither a journal nor syncs while it is written.
   exec("PRAGMA journal_mode=OFF");
   exec("PRAGMA synchronous=OFF");
-  exec("PRAGMA cache_size=-65536");
+  // A small cache spills pages to the file while the XML is read, instead of
+  // writing them all at the end.
+  exec("PRAGMA cache_size=-16384");
   exec("PRAGMA locking_mode=EXCLUSIVE");
   exec("CREATE TABLE IF NOT EXISTS VLREQIFIDENTIFIERS (REQUIREMENTID INTEGER PRIMARY KEY, IDENTIFIER TEXT)");
   // The indexes dropped here come back in one sorted pass each at the end,

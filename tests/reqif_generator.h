@@ -150,17 +150,23 @@ inline ReqifCounts WriteReqif(const std::filesystem::path& file, const ReqifShap
       value("STRING", "ad-name", "Requirement " + std::to_string(i));
       put("<ATTRIBUTE-VALUE-XHTML><DEFINITION><ATTRIBUTE-DEFINITION-XHTML-REF>ad-text</ATTRIBUTE-DEFINITION-XHTML-REF>"
           "</DEFINITION><THE-VALUE><xhtml:div><xhtml:p>" +
-          detail::Sentence(draw, 12) + "</xhtml:p><xhtml:p>" + detail::Sentence(draw, 10) +
+          detail::Sentence(draw, 7) + "</xhtml:p><xhtml:p>" + detail::Sentence(draw, 3) +
           "</xhtml:p></xhtml:div></THE-VALUE></ATTRIBUTE-VALUE-XHTML>\n");
       const std::uint32_t priority = draw.Below(3);
       put("<ATTRIBUTE-VALUE-ENUMERATION><DEFINITION><ATTRIBUTE-DEFINITION-ENUMERATION-REF>ad-priority"
           "</ATTRIBUTE-DEFINITION-ENUMERATION-REF></DEFINITION><VALUES><ENUM-VALUE-REF>ev-" +
           std::string(priorities[priority]) + "</ENUM-VALUE-REF></VALUES></ATTRIBUTE-VALUE-ENUMERATION>\n");
-      value("INTEGER", "ad-effort", std::to_string(draw.Below(1000)));
-      value("REAL", "ad-cost", std::to_string(draw.Below(100000) / 100) + "." + std::to_string(10 + draw.Below(90)));
-      value("DATE", "ad-due", "2024-0" + std::to_string(1 + draw.Below(9)) + "-2" + std::to_string(draw.Below(8)) +
-                                  "T00:00:00Z");
-      value("BOOLEAN", "ad-safety", draw.Chance(20) ? "true" : "false");
+      if (i % 2 == 1) value("INTEGER", "ad-effort", std::to_string(draw.Below(1000)));
+      if (i % 2 == 0) {
+        value("DATE", "ad-due", "2024-0" + std::to_string(1 + draw.Below(9)) + "-2" + std::to_string(draw.Below(8)) +
+                                    "T00:00:00Z");
+      }
+      // Cost and safety are filled in for one requirement in four; effort
+      // and due dates for every second one.
+      if (i % 4 == 0) {
+        value("REAL", "ad-cost", std::to_string(draw.Below(100000) / 100) + "." + std::to_string(10 + draw.Below(90)));
+        value("BOOLEAN", "ad-safety", draw.Chance(20) ? "true" : "false");
+      }
       if (shape.Dangling && draw.Chance(2)) {
         value("STRING", "ad-missing", "lost");
         ++counts.DanglingValues;

@@ -110,6 +110,11 @@ TEST_F(ToolReqifTest, ExportWritesValidReqif) {
   EXPECT_EQ(run.out, target + ": 3 requirements, 1 requirement types, 1 attributes, 0 traces, 1 documents\n");
   EXPECT_EQ(ReqifSchema::Get().Validate(target), "");
   EXPECT_EQ(RunVlquery({"export", project_, "ReqType.Prefix(NOPE)", target}).status, 1);
+  // The query from a file: FILE and TARGET stay in their places.
+  std::ofstream(dir_ / "q.txt") << "ReqType.Prefix(SR)\n";
+  const ToolRun fromFile = RunVlquery({"export", project_, "--query-file", dir_ / "q.txt", dir_ / "all.reqif"});
+  EXPECT_EQ(fromFile.status, 0) << fromFile.err;
+  EXPECT_NE(fromFile.out.find(": 5 requirements"), std::string::npos) << fromFile.out;
 }
 
 TEST_F(ToolReqifTest, KeysStayAsTheyWere) {

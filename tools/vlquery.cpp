@@ -12,9 +12,9 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "demo_project.h"
@@ -269,7 +269,7 @@ int main(int argc, char** argv) {
   vlq::tools::ExportRequest exportRequest;
   auto* exportCommand = app.add_subcommand("export", "Write the requirements a query selects to a ReqIF file");
   AddQueryOptions(*exportCommand, exportArgs, false);
-  exportCommand->add_option("TARGET", exportRequest.Target, "The ReqIF file to write (.reqif)")->required();
+  exportCommand->add_option("TARGET", exportRequest.Target, "The ReqIF file to write (.reqif)");
 
   // the query commands
   QueryArgs queryArgs;
@@ -323,6 +323,16 @@ int main(int argc, char** argv) {
       return vlq::tools::RunImport(importRequest, std::cout, std::cerr);
     }
     if (exportCommand->parsed()) {
+      // With --query-file the arguments are FILE and TARGET: the second one
+      // was taken for the query.
+      if (!exportArgs.queryFile.empty() && exportRequest.Target.empty() && exportArgs.queryOption->count() > 0) {
+        exportRequest.Target = exportArgs.query;
+        exportArgs.queryOption = nullptr;
+      }
+      if (exportRequest.Target.empty()) {
+        std::cerr << "vlquery: TARGET is required\n";
+        return kExitUsage;
+      }
       if (!MakeRequest(exportArgs, exportRequest.Query)) return kExitUsage;
       if (::isatty(STDERR_FILENO)) exportRequest.Progress = ShowLongProgress;
       return vlq::tools::RunExport(exportRequest, std::cout, std::cerr);
