@@ -6,6 +6,7 @@
 #include <zip.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <condition_variable>
 #include <deque>
@@ -551,6 +552,13 @@ class ImportRun {
   int xhtmlDepth_ = 0;  // > 0 inside the THE-VALUE of an XHTML value
   PlainText plain_;
   bool inTitle_ = false;
+  // The meaning of each name the reader has given, by the pointer of the
+  // reader's one copy of it: a small table looked into first, the map behind.
+  struct TagSlot {
+    const xmlChar* name = nullptr;
+    TagInfo info;
+  };
+  std::array<TagSlot, 256> tagSlots_{};
   std::unordered_map<const xmlChar*, TagInfo> tagCache_;
 
   int curDatatype_ = -1;
@@ -678,6 +686,9 @@ void ImportRun::ReadDocument(xmlTextReaderPtr reader, const std::string& shownNa
   xmlTextReaderSetStructuredErrorHandler(reader, CaptureError, &capture);
   stack_.clear();
   kinds_.clear();
+  // The name pointers belong to this reader: another one may use them again.
+  tagCache_.clear();
+  tagSlots_.fill({});
   bool sawRoot = false;
   for (;;) {
     const int rc = xmlTextReaderRead(reader);
@@ -753,9 +764,13 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
     return;
   }
   // The reader keeps one copy of every name: the pointer finds it again.
-  auto cached = tagCache_.find(interned);
-  if (cached == tagCache_.end()) cached = tagCache_.emplace(interned, ClassifyName(name)).first;
-  const TagInfo info = cached->second;
+  TagSlot& slot = tagSlots_[(reinterpret_cast<std::uintptr_t>(interned) >> 3) & 255];
+  if (slot.name != interned) {
+    auto cached = tagCache_.find(interned);
+    if (cached == tagCache_.end()) cached = tagCache_.emplace(interned, ClassifyName(name)).first;
+    slot = {interned, cached->second};
+  }
+  const TagInfo info = slot.info;
   const Tag parent = stack_.empty() ? Tag::Other : stack_.back();
   stack_.push_back(info.tag);
   kinds_.push_back(info.kind);
