@@ -115,7 +115,7 @@ enumQueryEngineError RunLevel(QuerySql& oSql, const char* sSource, LevelDialect 
     const std::string sSql =
         LevelStatement(oSql, eDialect, oRelExpr, lLevel, oSql.ValueToSQL(Variant(oRelExpr.SessionID())),
                        oSql.ValueToSQL(Variant(lLevel)), oSql.ValueToSQL(Variant(lLevel - 1)));
-    bMoreRows = closure::SendLogged(*oDataServices, sSql) > 0;
+    bMoreRows = oSql.ExecuteWorkStatement_(sSql) > 0;
   });
   return result;
 }

@@ -1,7 +1,6 @@
 #pragma once
 // What the relationship and closure operations share: joining the lines of a
-// work-table statement, and sending a statement with the SQL log line in front
-// of it. Internal to closure/.
+// work-table statement. Internal to closure/.
 
 #include <initializer_list>
 #include <string>
@@ -23,15 +22,6 @@ inline std::string JoinLines(const std::vector<std::string>& lines) {
     s += lines[i];
   }
   return s;
-}
-
-// Sends one statement, logged first when the engine's SQL logging is on, and
-// gives the number of rows it changed. A failing statement throws Failure.
-inline long SendLogged(DataServices& oDataServices, const std::string& sSql) {
-  if (modMain::LoggingOn()) modMain::LogInfo("ANSI SQL query submitted:  " + sSql);
-  long lRowsAffected = 0;
-  oDataServices.Execute(sSql, lRowsAffected);
-  return lRowsAffected;
 }
 
 }  // namespace vlq::closure

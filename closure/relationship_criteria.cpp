@@ -139,8 +139,7 @@ enumQueryEngineError QuerySql::TCRelExprCritAccessSQL(const ProjStructSpecifier&
     shape.bPackages = JoinPackages;
     // Jet reads the tables of another project from its file.
     if (!oDest.IsBaseProjStruSpec()) {
-      shape.sExternal = " " + std::string(IN) + " '" +
-                        text::Upper(modMain::PathWithoutExtension(oDest.ExtProjFilePath())) + ".mdb" + "' ";
+      shape.sExternal = " " + std::string(IN) + " " + modMain::JetDatabasePathLiteral(oDest.ExtProjFilePath(), ".mdb") + " ";
     }
     // The project term names the project whose file the subquery reads: the
     // base project for its own types, the destination's project for a type in

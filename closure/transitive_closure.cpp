@@ -51,9 +51,7 @@ enumQueryEngineError QuerySql::BuildTransClosure(TypedCompRelExpression& oRelExp
       if (!sCriterion.empty()) sSql += " " + std::string(nlAND) + "(" + sCriterion + ")";
       return true;
     };
-    const auto send = [&](const std::string& sSql) {
-      if (oDataServices_) closure::SendLogged(*oDataServices_, sSql);
-    };
+    const auto send = [&](const std::string& sSql) { ExecuteWorkStatement_(sSql); };
 
     // 1. The direct hits: requirements of the base type in the base project
     // with a direct trace that meets the filter, status included.
@@ -83,7 +81,9 @@ enumQueryEngineError QuerySql::BuildTransClosure(TypedCompRelExpression& oRelExp
     long lLevel = 0;
     bool bMoreRows = true;
     enumQueryEngineError eLevelResult = eQEENone;
-    while (eLevelResult == eQEENone && lLevel < kMaxClosureLevels && bMoreRows) {
+    // A level that failed ends the walk: the answer can't be had any more,
+    // and Fetch raises the failure.
+    while (eLevelResult == eQEENone && lLevel < kMaxClosureLevels && bMoreRows && !WorkFailure) {
       ++lLevel;
       switch (lDatabaseType_) {
         case eDBTAccess:
@@ -104,6 +104,8 @@ enumQueryEngineError QuerySql::BuildTransClosure(TypedCompRelExpression& oRelExp
           break;
       }
     }
+
+    if (WorkFailure) return;
 
     // 3. The roots of the chains that end, in the base project, at a
     // requirement with a direct hit on the destination (whatever its status);

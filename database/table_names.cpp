@@ -12,6 +12,20 @@ std::shared_ptr<ResultSet> QuerySql::ExecuteSQLStatement_(std::string_view sSql)
   return oDataServices_->Execute(sSql, lRowsAffected);
 }
 
+long QuerySql::ExecuteWorkStatement_(std::string_view sSql, std::shared_ptr<ResultSet>* pRows) {
+  if (!oDataServices_) return 0;
+  if (modMain::LoggingOn()) modMain::LogInfo("ANSI SQL query submitted:  " + std::string(sSql));
+  long lRowsAffected = 0;
+  try {
+    std::shared_ptr<ResultSet> rows = oDataServices_->Execute(sSql, lRowsAffected);
+    if (pRows) *pRows = std::move(rows);
+  } catch (...) {
+    if (!WorkFailure) WorkFailure = modMain::AsFailure(std::current_exception(), "DataServices.Execute");
+    throw;
+  }
+  return lRowsAffected;
+}
+
 std::string QuerySql::BaseTableAndSchema(std::string_view sTable) const {
   const bool qualified =
       lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2;

@@ -234,6 +234,15 @@ std::string PathWithoutExtension(std::string_view sPath) {
   return std::string(sPath.substr(0, dot));
 }
 
+std::string JetDatabasePathLiteral(std::string_view sPath, std::string_view sExtension) {
+  std::string sLiteral = "'";
+  for (char c : text::Upper(PathWithoutExtension(sPath)) + std::string(sExtension)) {
+    sLiteral += c;
+    if (c == '\'') sLiteral += '\'';
+  }
+  return sLiteral + "'";
+}
+
 std::string ComponentVersion() {
   return std::to_string(VLQ_VERSION_MAJOR) + "." + std::to_string(VLQ_VERSION_MINOR) + "." +
          std::to_string(VLQ_VERSION_PATCH);

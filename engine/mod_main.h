@@ -123,6 +123,11 @@ bool SplitAtLastDot(std::string_view sText, std::string& sBefore, std::string& s
 // or ":"; and the path without it.
 std::string PathWithoutExtension(std::string_view sPath);
 
+// The file of another Jet project as a literal of an external-database clause
+// (IN '<path>'): the path in capitals without its extension, sExtension behind
+// it, a quote inside doubled.
+std::string JetDatabasePathLiteral(std::string_view sPath, std::string_view sExtension);
+
 // The word readers of the query language.
 //
 // DataBetweenParens: the text between the pair of parentheses that opens at

@@ -1,9 +1,17 @@
 #include "engine/query_engine.h"
 
+#include <functional>
+#include <set>
+
 #include "engine/mod_main.h"
 #include "model/query_def.h"
-#include "model/typed_comp_rel_expression.h"
 #include "model/text_util.h"
+#include "model/typed_comp_rel_expression.h"
+#include "model/typed_complex_expression.h"
+#include "model/typed_simple_expression.h"
+#include "parser/complex_expression.h"
+#include "parser/simple_expression.h"
+#include "parser/token.h"
 #include "sql/query_sql.h"
 
 namespace vlq {
@@ -30,6 +38,7 @@ void QueryEngine::ResetEngine_() {
     }
     sWorkingText_.clear();
     sSqlText_.clear();
+    sUnreadText_.clear();
     bStopOnErr_ = true;
   });
 }
@@ -44,37 +53,117 @@ void QueryEngine::CloseQueryEngine() {
   });
 }
 
+// ---- The size of a query ------------------------------------------------------------
+
+namespace {
+
+// The most expressions a query may hold, over all its sections: the statement
+// chains them with AND and OR, and the databases' SQL parsers refuse chains
+// much deeper than this (SQLite at 1000).
+constexpr std::size_t kMaxExpressions = 256;
+// The most attribute views (a user attribute named in the query, a sort on a
+// multi-select list) one statement joins: Jet joins at most 32 tables, eight
+// of which a statement may need for itself.
+constexpr std::size_t kMaxAttributeViews = 24;
+
+struct QuerySize {
+  std::size_t expressions = 0;
+  std::set<std::string> attributes;  // user attributes named anywhere
+  std::size_t sortViews = 0;         // sorts on multi-select lists
+};
+
+void Measure(const Collection<std::shared_ptr<Token>>* tokens, bool bSort, QuerySize& size) {
+  if (!tokens) return;
+  for (const std::shared_ptr<Token>& token : *tokens) {
+    if (const auto typed = token->AsTypedSimpleExpression()) {
+      ++size.expressions;
+      if (typed->IsSystemAttr()) continue;
+      if (bSort && typed->AttrDataType() == eADTMultiSelectList) {
+        ++size.sortViews;
+      } else {
+        size.attributes.insert(typed->AttrKey());
+      }
+    } else if (token->AsSimpleExpression()) {
+      ++size.expressions;  // not resolved (a build)
+    } else if (const auto child = token->AsTypedComplexExpression()) {
+      Measure(child->Tokens(), bSort, size);
+    } else if (const auto parsed = token->AsComplexExpression()) {
+      Measure(&parsed->Tokens(), bSort, size);
+    }
+  }
+}
+
+}  // namespace
+
+enumQueryEngineError QueryEngine::CheckQuerySize_(std::string& sErrorInfo) {
+  QuerySql& sql = *oQuerySql_;
+  QuerySize size;
+  for (const auto& oExpr : sql.TypedCompExprs()) Measure(oExpr->Tokens(), false, size);
+  for (const auto& oExpr : sql.TypedSortExprs()) Measure(oExpr->Tokens(), true, size);
+  for (const auto& oRel : sql.TypedCompRelExprs()) {
+    size.expressions += 1 + oRel->DestProjStruSpecs().Count();
+    for (const auto& oCrit : oRel->TypedComplexExpressions()) Measure(oCrit->Tokens(), false, size);
+  }
+  if (size.expressions > kMaxExpressions) {
+    sErrorInfo = modMain::MessageWithArg(14141, std::to_string(kMaxExpressions));
+    return eQEEValueTooLong;
+  }
+  if (size.attributes.size() + size.sortViews > kMaxAttributeViews) {
+    sErrorInfo = modMain::MessageWithArg(14143, std::to_string(kMaxAttributeViews));
+    return eQEEValueTooLong;
+  }
+  return eQEENone;
+}
+
 // ---- Public operations --------------------------------------------------------------
+
+// After CloseQueryEngine the engine has no builder: every operation answers
+// with eQEENoQuery and says so.
+bool QueryEngine::IsClosed_(std::string& sErrorInfo) const {
+  if (oQuerySql_) return false;
+  sErrorInfo = modMain::Message(14135);
+  return true;
+}
 
 enumQueryEngineError QueryEngine::Validate(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                                            const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                            std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
   std::shared_ptr<Project> project = oProj;
   const enumQueryEngineError result =
       Validate_(true, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef, false);
   DumpIndirTraceRecords_(sErrorInfo);
-  if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+  oQuerySql_->BaseProject(nullptr);
   return result;
 }
 
 enumQueryEngineError QueryEngine::Validate2(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                                             const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                             std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
   std::shared_ptr<Project> project = oProj;
   const enumQueryEngineError result =
       Validate2_(true, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef, false);
-  if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+  oQuerySql_->BaseProject(nullptr);
   return result;
 }
 
 enumQueryEngineError QueryEngine::Build(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                                         const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                         std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
   std::shared_ptr<Project> project = oProj;
   enumQueryEngineError result =
       Validate_(false, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef, false);
-  if (result == eQEENone) result = DumpIndirTraceRecords_(sErrorInfo);
-  if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+  // The closure rows go whatever the build gave; a failure of their removal
+  // is the result only of a build that succeeded.
+  std::string sDumpInfo;
+  const enumQueryEngineError eDump = DumpIndirTraceRecords_(sDumpInfo);
+  if (result == eQEENone && eDump != eQEENone) {
+    result = eDump;
+    sErrorInfo = sDumpInfo;
+  }
+  oQuerySql_->BaseProject(nullptr);
   return result;
 }
 
@@ -82,15 +171,48 @@ enumQueryEngineError QueryEngine::Fetch(enumQueryReturnTypes eQueryReturnType, e
                                         const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                                         std::string& sErrorInfo, Rows& aResults,
                                         std::shared_ptr<QueryDef>& oQueryDef, bool bRetainHierarchy) {
+  if (IsClosed_(sErrorInfo)) return eQEENoQuery;
+  // The rows this run writes to the work tables (its closure sessions and its
+  // hierarchy session) go on every way out, a raised failure included.
+  long lSessionId = 0;
+  bool bHierarchyRun = false;
+  bool bDumped = false;
+  const auto dump = [&](std::string& sInfo) {
+    bDumped = true;
+    enumQueryEngineError result = DumpIndirTraceRecords_(sInfo);
+    if (bHierarchyRun) {
+      const enumQueryEngineError eHierarchy = DumpHierarchyRecords_(lSessionId, sInfo);
+      if (eHierarchy != eQEENone) result = eHierarchy;
+    }
+    return result;
+  };
+  struct DumpOnRaise {
+    const std::function<void()> run;
+    ~DumpOnRaise() { run(); }
+  } dumpOnRaise{[&] {
+    if (bDumped || !oQuerySql_) return;
+    std::string sIgnored;
+    modMain::IgnoreAndGoOn([&] { dump(sIgnored); });
+  }};
+
   // Unexpected failures, a failing statement above all, go on to the caller
-  // with "QueryEngine.Fetch" as their source; the builder keeps its project
-  // until the next run and aResults stays as it was.
+  // with "QueryEngine.Fetch" as their source; aResults stays as it was.
   return modMain::Raise("QueryEngine.Fetch", [&]() -> enumQueryEngineError {
     enumQueryEngineError result = eQEENone;
     std::shared_ptr<Project> project = oProj;
     const auto finish = [&] {
-      if (oQuerySql_) oQuerySql_->BaseProject(nullptr);
+      oQuerySql_->BaseProject(nullptr);
       return result;
+    };
+    // A statement that filled the closure or hierarchy tables failed: an
+    // answer read from them would be partial, so the failure is raised.
+    const auto raiseWorkFailure = [&] {
+      if (!oQuerySql_->WorkFailure) return;
+      const Failure failure = *oQuerySql_->WorkFailure;
+      std::string sIgnored;
+      dump(sIgnored);
+      oQuerySql_->BaseProject(nullptr);
+      throw failure;
     };
     if (!project) {
       sErrorInfo = modMain::Message(14013);
@@ -99,24 +221,35 @@ enumQueryEngineError QueryEngine::Fetch(enumQueryReturnTypes eQueryReturnType, e
     }
     result = Validate_(true, eQueryReturnType, eLookupType, project, sQuery, sErrorInfo, oQueryDef,
                        bRetainHierarchy);
-    if (result != eQEENone) return finish();
+    raiseWorkFailure();
+    if (result != eQEENone) {
+      std::string sIgnored;
+      dump(sIgnored);
+      return finish();
+    }
 
-    long lSessionId = 0;
     if (bRetainHierarchy) {
+      bHierarchyRun = true;
       result = ChangeSQLToRetainHierarchy_(sSqlText_, lSessionId, sErrorInfo);
-      if (result != eQEENone) return finish();
+      raiseWorkFailure();
+      if (result != eQEENone) {
+        std::string sIgnored;
+        dump(sIgnored);
+        return finish();
+      }
     }
     modMain::LogInfo("ANSI SQL query submitted:  " + sSqlText_);
 
     std::shared_ptr<DataServices> dataServices;
     if (auto manager = project->Manager()) dataServices = project->GetDataServices(manager->ConnectionKey());
     if (!dataServices) {
+      std::string sIgnored;
+      dump(sIgnored);
       sErrorInfo = modMain::Message(14052);
       result = eQEEDataServicesNothing;
       return finish();
     }
-    // A query that makes no statement (document queries, and discussion
-    // queries until their statements exist) has no rows to fetch.
+    // A query that makes no statement (document queries) has no rows to fetch.
     if (!text::TrimView(sSqlText_).empty()) {
       long lRowsAffected = 0;
       std::shared_ptr<ResultSet> resultSet = dataServices->Execute(sSqlText_, lRowsAffected);
@@ -125,11 +258,8 @@ enumQueryEngineError QueryEngine::Fetch(enumQueryReturnTypes eQueryReturnType, e
       aResults = Rows{};
     }
 
-    result = DumpIndirTraceRecords_(sErrorInfo);
-    if (bRetainHierarchy) {
-      result = DumpHierarchyRecords_(lSessionId, sErrorInfo);
-      if (result != eQEENone) return finish();
-    }
+    result = dump(sErrorInfo);
+    if (result != eQEENone) return finish();
     sErrorInfo = project->GUID();
     return finish();
   });
@@ -201,6 +331,7 @@ enumQueryEngineError QueryEngine::RunPipeline_(bool bMakeSql, const char* sProcN
       if ((result = ExtractQueryBaseRelCritCriteria(sErrorInfo)) != eQEENone) return;
     }
     if ((result = ExtractQueryBaseSortCriteria(sErrorInfo)) != eQEENone) return;
+    if ((result = CheckQuerySize_(sErrorInfo)) != eQEENone) return;
 
     if (bMakeSql) {
       result = sql.CurrSQLStatement(sSqlText_, sErrorInfo);
@@ -213,6 +344,7 @@ enumQueryEngineError QueryEngine::RunPipeline_(bool bMakeSql, const char* sProcN
     if (sql.BaseProject() && sql.BaseProject()->GUID() != oProj->GUID()) oProj = sql.BaseProject();
 
     const std::string leftover = text::Trim(sWorkingText_);
+    sUnreadText_ = leftover;
     if (!leftover.empty()) sErrorInfo += "\r\n" + modMain::MessageWithArg(14004, leftover);
 
     if (eQueryReturnType == eBTRequirements && sql.ReqQueryScope() == eVLSProject) {

@@ -49,7 +49,9 @@ class QueryEngine {
   // Checks the query as Validate does, runs it and returns the item keys in
   // aResults (column-major; the first column holds the keys). An unexpected
   // failure, a failing statement above all, is thrown as Failure with the
-  // source "QueryEngine.Fetch".
+  // source "QueryEngine.Fetch"; so is a failing statement of the trace closure
+  // or of the tree order, whose answer would be partial. The rows the run
+  // wrote to the work tables are removed on every way out.
   enumQueryEngineError Fetch(enumQueryReturnTypes eQueryReturnType, enumQueryLookupTypes eLookupType,
                              const std::shared_ptr<Project>& oProj, std::string_view sQuery,
                              std::string& sErrorInfo, Rows& aResults, std::shared_ptr<QueryDef>& oQueryDef,
@@ -58,7 +60,8 @@ class QueryEngine {
   std::string ClassName() const { return "QueryEngine"; }
   std::string ClassVersion() const;
 
-  // Frees the builder and all other state; the engine takes no queries after it.
+  // Frees the builder and all other state. The engine takes no queries after
+  // it: each operation then answers eQEENoQuery with message 14135.
   void CloseQueryEngine();
 
   enumExpressionOperator OpStringToEnum(std::string_view sOpString) const;
@@ -70,6 +73,10 @@ class QueryEngine {
   // scope (Validate hands a project-wide query's statement to nobody). For
   // tools that show the SQL of a query; empty after Validate2.
   const std::string& LastSqlStatement() const { return sSqlText_; }
+  // The text of the latest run's query that no section read (trimmed; empty
+  // when all was read). Fetch hands the project's GUID to the caller in
+  // sErrorInfo, so a tool learns of unread text here.
+  const std::string& LastUnreadText() const { return sUnreadText_; }
 
  private:
   enumQueryEngineError Validate_(bool bStopOnErr, enumQueryReturnTypes eQueryReturnType,
@@ -87,6 +94,11 @@ class QueryEngine {
                                     std::string& sErrorInfo, std::shared_ptr<QueryDef>& oQueryDef,
                                     bool bRetainHierarchy);
   void ResetEngine_();
+  // Refuses a query too large for the statement to run: too many expressions,
+  // or too many attributes for one statement to join.
+  enumQueryEngineError CheckQuerySize_(std::string& sErrorInfo);
+  // True, with its message in sErrorInfo, once CloseQueryEngine has run.
+  bool IsClosed_(std::string& sErrorInfo) const;
 
   enumQueryEngineError ChangeSQLToRetainHierarchy_(std::string& sSql, long& lSessionId, std::string& sErrorInfo);
   enumQueryEngineError DumpHierarchyRecords_(long lSessionId, std::string& sErrorInfo);
@@ -109,6 +121,7 @@ class QueryEngine {
   std::unique_ptr<QuerySql> oQuerySql_;
   std::string sWorkingText_;
   std::string sSqlText_;
+  std::string sUnreadText_;
   bool bStopOnErr_ = true;
 };
 

@@ -59,8 +59,13 @@ class KeywordFinder {
     fromStart_ = keyword_.find(' ') != std::string::npos;
   }
   std::size_t Find(const std::string& text) {
+    // Once absent, a keyword without a blank stays absent: blanking never
+    // makes one.
+    if (absent_) return std::string::npos;
     const std::size_t p = text::FindNoCase(text, keyword_, fromStart_ ? 0 : from_);
     if (p != std::string::npos) from_ = p;
+    else
+      absent_ = !fromStart_;
     return p;
   }
   std::size_t Length() const { return keyword_.size(); }
@@ -69,6 +74,7 @@ class KeywordFinder {
   std::string keyword_;
   std::size_t from_ = 0;
   bool fromStart_ = false;
+  bool absent_ = false;
 };
 
 // Reads the section whose keyword stands at p: blanks the keyword, cuts out the

@@ -260,7 +260,6 @@ inline List Tokenize(const std::string& sExpression, bool bIsSort, int nDepth = 
   while (!Trim(rest).empty()) {
     rest = Trim(rest);
     Item tok;
-    bool bHave = true;
     if (StartsNoCase(rest, "AND")) {
       tok.eType = eTTAndConnector;
       tok.sText = "AND";
@@ -273,7 +272,9 @@ inline List Tokenize(const std::string& sExpression, bool bIsSort, int nDepth = 
       const std::string inner = BetweenParens(rest, 1);
       rest = Trim(rest);
       if (Trim(inner).empty()) {
-        bHave = false;
+        r.eResult = eQEEMissingExprValue;
+        r.sErrInfo = modMain::Message(14132);
+        return r;
       } else if (nDepth >= ComplexExpression::kMaxNestingDepth) {
         r.eResult = eQEEValueTooLong;
         r.sErrInfo = modMain::MessageWithArg(14130, std::to_string(ComplexExpression::kMaxNestingDepth));
@@ -306,7 +307,6 @@ inline List Tokenize(const std::string& sExpression, bool bIsSort, int nDepth = 
         return r;
       }
     }
-    if (!bHave) break;
     if (tok.eType == eTTComplexExpression) r.bComplex = true;
     if (tok.eType == eTTOrConnector) r.bOr = true;
     long lMessage = 0;
@@ -327,6 +327,13 @@ inline List Tokenize(const std::string& sExpression, bool bIsSort, int nDepth = 
     }
     r.aTokens.push_back(std::move(tok));
     pPrev = &r.aTokens.back();
+  }
+  if (pPrev && (pPrev->eType == eTTAndConnector || pPrev->eType == eTTOrConnector)) {
+    r.eResult = eQEEExprConnErr;
+    r.sErrInfo = modMain::Message(14131);
+  } else if (pPrev && pPrev->eType == eTTNotOperator) {
+    r.eResult = eQEEExprConnErr;
+    r.sErrInfo = modMain::Message(14126);
   }
   return r;
 }

@@ -6,9 +6,9 @@
 // and Fetch runs a plain SELECT on the last work table instead.
 //
 // The rewrite works on the finished statement as text: it relies on the clause
-// starters CR LF "FROM " and CR LF "ORDER BY ", on "MIN(" in the select part of
-// an aggregated statement and on the requirement type term of the WHERE
-// clause, exactly as the statement assemblers write them.
+// starters CR LF "FROM " and CR LF "ORDER BY " and on "MIN(" in the select
+// part of an aggregated statement, exactly as the statement assemblers write
+// them.
 //
 // Sessions of different users and runs share the work tables and stay apart by
 // SESSIONID alone; every statement here reads and deletes only its session.
@@ -83,44 +83,23 @@ enumQueryEngineError QuerySql::PopulateHierarchyTable_(const std::string& sSql, 
     // was written can be deleted under it.
     std::string sCopy = sSql;
     lSessionID = GetNextHierarchySessionID_();
-    const long lReqTypeKey = ParseReqTypeKeyFromSQL_(sCopy);
     result = ExtendHierarchySQL_(sCopy, lSessionID);
     if (result != eQEENone) return;
-    ExecuteSQLStatement_(sCopy);
-    ExecuteSQLStatement_(SecondPassHierarchySQL_(lSessionID, lReqTypeKey));
+    ExecuteWorkStatement_(sCopy);
+    // The ancestors, level by level from the deepest: each step adds the
+    // parents of a level, which the next step finds as rows of their own.
+    const std::string sProjectKey = oBaseProject_ ? ValueToSQL(Variant(oBaseProject_->Key())) : "0";
+    for (long lLevel = hierarchy::ReadLevelCount(*this, lSessionID); lLevel >= 2; --lLevel) {
+      const std::string sAncestors = hierarchy::AncestorsSQL(*this, lSessionID, lLevel, sProjectKey);
+      if (sAncestors.empty()) break;
+      ExecuteWorkStatement_(sAncestors);
+    }
     result = OrderLevels_(lSessionID);
   });
   return result;
 }
 
 long QuerySql::GetNextHierarchySessionID_() { return MakeSessionID(); }
-
-long QuerySql::ParseReqTypeKeyFromSQL_(std::string_view sSql) {
-  long lKey = 0;
-  modMain::HandleAndLeave("QuerySql.ParseReqTypeKeyFromSQL_", [&] {
-    // The first type term of the text wins, wherever it stands; each form is
-    // looked for only when the one before isn't there at all.
-    std::size_t at = std::string_view::npos;
-    std::size_t length = 0;
-    for (std::string_view form : {"REQUIREMENTTYPEID=", "REQUIREMENTTYPEID =", "REQUIREMENTTYPEID  ="}) {
-      at = sSql.find(form);
-      if (at != std::string_view::npos) {
-        length = form.size();
-        break;
-      }
-    }
-    if (at == std::string_view::npos) return;
-    std::size_t pos = at + length;
-    while (pos < sSql.size() && sSql[pos] == ' ') ++pos;
-    if (pos >= sSql.size()) return;
-    // The character found there (a sign, say) and the digits behind it.
-    std::size_t end = pos + 1;
-    while (end < sSql.size() && sSql[end] >= '0' && sSql[end] <= '9') ++end;
-    const std::string_view taken = sSql.substr(pos, end - pos);
-    if (text::IsDecimalWhole(taken)) lKey = std::stol(std::string(taken));
-  });
-  return lKey;
-}
 
 enumQueryEngineError QuerySql::ExtendHierarchySQL_(std::string& sSql, long lSessionID) {
   modMain::HandleAndLeave("QuerySql.ExtendHierarchySQL_", [&] {
@@ -132,17 +111,18 @@ enumQueryEngineError QuerySql::ExtendHierarchySQL_(std::string& sSql, long lSess
     // An aggregated statement ends in a GROUP BY, which the INSERT keeps, so
     // that its columns must be aggregated too.
     const bool bAggregated = sSelect.find("MIN(") != std::string::npos;
-    // Oracle and DB2 take no ORDER BY in an INSERT ... SELECT.
-    if (lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTDB2) {
-      const std::size_t order = sRest.find(nlORDER_BY);
-      if (order != std::string::npos) sRest.resize(order);
-    }
+    // The order of the hits is made later, level by level: the statement's
+    // own ORDER BY would only cost a sort, and some databases refuse it in an
+    // INSERT ... SELECT.
+    const std::size_t order = sRest.find(nlORDER_BY);
+    if (order != std::string::npos) sRest.resize(order);
     const std::string S = hierarchy::SessionText(lSessionID);
     const std::string REQ = BaseTableAndSchema(VLREQUIREMENTS);
     std::string sNew = "INSERT INTO " + BaseTableAndSchema(VLHIERARCHYTABLETEMP) +
                        " (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) " + std::string(CRLF);
     if (!bAggregated) {
-      sNew += "SELECT  " + S + " AS SESSIONID, " + REQ + ".ID AS REQUIREMENTKEY, " + REQ + ".LONGTAGNUMBER";
+      // A requirement that a join repeats is one hit.
+      sNew += "SELECT DISTINCT " + S + " AS SESSIONID, " + REQ + ".ID AS REQUIREMENTKEY, " + REQ + ".LONGTAGNUMBER";
     } else {
       sNew += "SELECT  MIN(" + S + ") AS SESSIONID, MIN(" + REQ + ".ID) AS REQUIREMENTKEY, MIN(" + REQ +
               ".LONGTAGNUMBER) AS LONGTAGNUMBER";
@@ -150,50 +130,6 @@ enumQueryEngineError QuerySql::ExtendHierarchySQL_(std::string& sSql, long lSess
     sSql = sNew + sRest;
   });
   return eQEENone;
-}
-
-std::string QuerySql::SecondPassHierarchySQL_(long lSessionID, long lReqTypeKey) {
-  std::string sSql;
-  modMain::HandleAndLeave("QuerySql.SecondPassHierarchySQL_", [&] {
-    const std::string S = hierarchy::SessionText(lSessionID);
-    const std::string K = std::to_string(lReqTypeKey);
-    const std::string HT = BaseTableAndSchema(VLHIERARCHYTABLETEMP);
-    const std::string REQ = BaseTableAndSchema(VLREQUIREMENTS);
-    // An ancestor's tag is a leading part of the tag of a row of the session.
-    // One pass finds the ancestors of every level, since the whole tag is
-    // compared.
-    std::string sPrefixTest;
-    switch (lDatabaseType_) {
-      case eDBTAccess:
-      case eDBTAccess2:
-      case eDBTOracle:
-        sPrefixTest = "WHERE INSTR(" + HT + ".LONGTAGNUMBER, " + REQ + ".LONGTAGNUMBER)=1 ";
-        break;
-      case eDBTSQLServer:
-        sPrefixTest = "WHERE CHARINDEX(" + REQ + ".LONGTAGNUMBER, " + HT + ".LONGTAGNUMBER)=1 ";
-        break;
-      case eDBTDB2:
-        sPrefixTest = "WHERE LOCATE(" + REQ + ".LONGTAGNUMBER, " + HT + ".LONGTAGNUMBER)=1 ";
-        break;
-      default:
-        break;
-    }
-    sSql = hierarchy::JoinLines({
-        "INSERT INTO " + HT + " (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER)  ",
-        "SELECT MIN(" + S + ") AS SESSIONID, MIN(" + REQ + ".ID) AS REQUIREMENTKEY, " + REQ + ".LONGTAGNUMBER",
-        "FROM " + REQ + ", " + HT + " ",
-        sPrefixTest,
-        "AND " + HT + ".SESSIONID=" + S,
-        // A hit that is also an ancestor of another hit stands once.
-        "AND " + REQ + ".ID NOT IN  ",
-        "(SELECT " + HT + ".REQUIREMENTKEY ",
-        "FROM " + HT + " ",
-        "WHERE " + HT + ".SESSIONID=" + S + ")",
-        "AND " + REQ + ".REQUIREMENTTYPEID=" + K + " ",
-        "GROUP BY " + REQ + ".LONGTAGNUMBER",
-    });
-  });
-  return sSql;
 }
 
 }  // namespace vlq

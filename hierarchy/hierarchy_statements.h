@@ -30,6 +30,24 @@ bool IsAggregated(const QuerySql& sql);
 // session divided by ten. Empty for a dialect without hierarchy statements.
 std::string LevelCountSQL(QuerySql& sql, long lSessionID);
 
+// The number of levels of a session, asked with LevelCountSQL: NULL (no rows)
+// counts as 0.
+long ReadLevelCount(QuerySql& sql, long lSessionID);
+
+// The INSERT of the parents of the session's rows of one level (from 2):
+// for each row, the requirement of its own type and of the project (its key
+// as SQL text) whose tag is the row's tag without its last group, unless it
+// is in the session already. Run from the deepest level up, it adds every
+// ancestor of every hit once.
+std::string AncestorsSQL(QuerySql& sql, long lSessionID, long lLevel, std::string_view sProjectKey);
+
+// The test that a row (its tag column sTag, its requirement's type column
+// sType) has its parent among the rows of a session in sTable, whose key
+// column is sKeyColumn: a row of that table with the row's tag less its last
+// group, of the same requirement type. A row without it is a root of the tree.
+std::string ParentPresentSQL(QuerySql& sql, long lSessionID, std::string_view sTable, std::string_view sKeyColumn,
+                             std::string_view sTag, std::string_view sType);
+
 // The part of a level statement that is the same for every level: the INSERT
 // (or, on Oracle, CREATE TABLE of the level table; on DB2 nothing), the select
 // list and the FROM clause of the dialect.

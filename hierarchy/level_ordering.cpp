@@ -6,8 +6,11 @@
 // puts each parent before its children and siblings in the query's order.
 //
 // Levels are handled in rising order, since a level's ORDERTAG is made from
-// the rows of the level above it. A row whose parent isn't in the final table
-// drops out there, and its descendants with it.
+// the rows of the level above it. A parent is of the row's own requirement
+// type, so that in a whole-project query each type's tree stands under its
+// own roots. A row whose parent doesn't exist (a gap in the tags) is a root of
+// the tree: it is sorted among the roots and keeps its descendants, so that
+// every hit comes back.
 #include <cmath>
 #include <string>
 #include <string_view>
@@ -25,11 +28,50 @@ namespace {
 
 bool IsAccessLike(long lDatabaseType) { return lDatabaseType == eDBTAccess || lDatabaseType == eDBTAccess2; }
 
+}  // namespace
+
+namespace hierarchy {
+
+namespace {
+
+// The length of a text and its first n characters in the dialect; empty for a
+// dialect without hierarchy statements.
+std::string LengthOf(const QuerySql& sql, std::string_view sText) {
+  switch (sql.DatabaseType()) {
+    case eDBTAccess:
+    case eDBTAccess2:
+    case eDBTSQLServer:
+      return "LEN(" + std::string(sText) + ")";
+    case eDBTOracle:
+    case eDBTDB2:
+      return "LENGTH(" + std::string(sText) + ")";
+    default:
+      return {};
+  }
+}
+
+std::string LeftOf(const QuerySql& sql, std::string_view sText, std::string_view sCount) {
+  if (sql.DatabaseType() == eDBTOracle) return "SUBSTR(" + std::string(sText) + ", 1, " + std::string(sCount) + ")";
+  return "LEFT(" + std::string(sText) + ", " + std::string(sCount) + ")";
+}
+
+}  // namespace
+
+std::string ParentPresentSQL(QuerySql& sql, long lSessionID, std::string_view sTable, std::string_view sKeyColumn,
+                             std::string_view sTag, std::string_view sType) {
+  const std::string REQ = sql.BaseTableAndSchema(VLREQUIREMENTS);
+  return "EXISTS (SELECT 1 FROM " + std::string(sTable) + " Par, " + REQ +
+         " ParReq WHERE Par.SESSIONID = " + SessionText(lSessionID) +
+         " AND Par.LONGTAGNUMBER = " + LeftOf(sql, sTag, LengthOf(sql, sTag) + " - 10") + " AND ParReq.ID = Par." +
+         std::string(sKeyColumn) + " AND ParReq.REQUIREMENTTYPEID = " + std::string(sType) + ")";
+}
+
 // The number of levels of a session: NULL (no rows) counts as 0.
 long ReadLevelCount(QuerySql& sql, long lSessionID) {
   const std::string sSql = hierarchy::LevelCountSQL(sql, lSessionID);
   if (sSql.empty()) return 0;
-  const std::shared_ptr<ResultSet> rs = sql.ExecuteSQLStatement_(sSql);
+  std::shared_ptr<ResultSet> rs;
+  sql.ExecuteWorkStatement_(sSql, &rs);
   if (!rs) return 0;
   const Rows rows = rs->GetRows();
   if (rows.empty() || rows[0].empty()) return 0;
@@ -43,9 +85,26 @@ long ReadLevelCount(QuerySql& sql, long lSessionID) {
   return 0;
 }
 
-}  // namespace
-
-namespace hierarchy {
+std::string AncestorsSQL(QuerySql& sql, long lSessionID, long lLevel, std::string_view sProjectKey) {
+  if (LengthOf(sql, "x").empty()) return {};
+  const std::string S = SessionText(lSessionID);
+  const std::string HT = sql.BaseTableAndSchema(VLHIERARCHYTABLETEMP);
+  const std::string REQ = sql.BaseTableAndSchema(VLREQUIREMENTS);
+  const std::string PREQ = sql.BaseTableAndSchema(VLPROJECTREQUIREMENTS);
+  const std::string L = std::to_string(lLevel);
+  const std::string M = std::to_string(lLevel - 1);
+  return JoinLines({
+      "INSERT INTO " + HT + " (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) ",
+      "SELECT DISTINCT " + S + ", ParReq.ID, ParReq.LONGTAGNUMBER",
+      "FROM " + HT + " Child, " + REQ + " ChildReq, " + REQ + " ParReq, " + PREQ + " ParProj",
+      "WHERE Child.SESSIONID = " + S + " AND " + LengthOf(sql, "Child.LONGTAGNUMBER") + " = (" + L + " * 10)",
+      "AND ChildReq.ID = Child.REQUIREMENTKEY",
+      "AND ParReq.REQUIREMENTTYPEID = ChildReq.REQUIREMENTTYPEID AND ParReq.LONGTAGNUMBER = " +
+          LeftOf(sql, "Child.LONGTAGNUMBER", "(" + M + " * 10)"),
+      "AND ParProj.REQUIREMENTID = ParReq.ID AND ParProj.PROJECTID = " + std::string(sProjectKey),
+      "AND ParReq.ID NOT IN (SELECT REQUIREMENTKEY FROM " + HT + " WHERE SESSIONID = " + S + ")",
+  });
+}
 
 std::string LevelCountSQL(QuerySql& sql, long lSessionID) {
   std::string F;
@@ -100,14 +159,23 @@ std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, lon
   const std::string nl(CRLF);
   std::string sSql(sHead);
   const long db = sql.DatabaseType();
+  // The rows of the level: the roots on level 1 (a row without its parent
+  // counts as one, whatever its level), the rows under a parent on the
+  // others.
+  const std::string sParent = ParentPresentSQL(sql, lSessionID, HT, "REQUIREMENTKEY", HT + ".LONGTAGNUMBER",
+                                               sql.BaseTableAndSchema(VLREQUIREMENTS) + ".REQUIREMENTTYPEID");
+  const auto level = [&](const std::string& sLength) {
+    const std::string sTest = sLength + "(" + HT + ".LONGTAGNUMBER) = (10 * (" + L + ")) ";
+    if (lLevel <= 1) return "(" + sTest + "OR NOT " + sParent + ") ";
+    return sTest + "AND " + sParent + " ";
+  };
   if (IsAccessLike(db) || db == eDBTSQLServer) {
-    sSql += nl + " WHERE LEN(" + HT + ".LONGTAGNUMBER) = (10 * (" + L + ")) " + nl + "AND " + HT + ".SESSIONID=" + S;
+    sSql += nl + " WHERE " + level("LEN") + nl + "AND " + HT + ".SESSIONID=" + S;
   } else if (db == eDBTOracle) {
     sSql += sql.GenerateOracleWHEREClauseForHierarchy_();
-    sSql += nl + " AND LENGTH(" + HT + ".LONGTAGNUMBER) = (10 * (" + L + ")) " + nl + "AND " + HT + ".SESSIONID=" + S;
+    sSql += nl + " AND " + level("LENGTH") + nl + "AND " + HT + ".SESSIONID=" + S;
   } else if (db == eDBTDB2) {
-    sSql += nl + " WHERE " + HT + ".SESSIONID=" + S + nl + "AND  LENGTH(" + HT + ".LONGTAGNUMBER) = (10 * (" + L +
-            ")) ";
+    sSql += nl + " WHERE " + HT + ".SESSIONID=" + S + nl + "AND  " + level("LENGTH");
   } else {
     return {};
   }
@@ -176,23 +244,31 @@ std::string FinalOrderSQL(QuerySql& sql, long lSessionID, long lLevel) {
   const std::string S = SessionText(lSessionID);
   const std::string OL = sql.BaseTableAndSchema(VLHIERARCHYORDEREDLEVELSTEMP);
   const std::string FO = sql.BaseTableAndSchema(VLHIERARCHYFINALORDERTEMP);
+  const std::string REQ = sql.BaseTableAndSchema(VLREQUIREMENTS);
   const std::string sInsert = "INSERT INTO " + FO + " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER, ORDERTAG)";
   if (lLevel <= 1) {
-    // The roots: their own DATAORDER is the whole tag.
+    // The roots, and the rows whose parent doesn't exist: their own
+    // DATAORDER is the whole tag.
     return JoinLines({
         sInsert,
         " SELECT " + S + " AS SESSIONID, One.REQUIREMENTID, One.LONGTAGNUMBER, " + D + " AS ORDERTAG",
-        " FROM " + OL + as + "One",
-        " Where One.SESSIONID = " + S + " AND " + len + "(One.LONGTAGNUMBER) = (10)",
+        " FROM " + OL + as + "One, " + REQ + " OneReq",
+        " Where One.SESSIONID = " + S + " AND OneReq.ID = One.REQUIREMENTID AND (" + len +
+            "(One.LONGTAGNUMBER) = (10) OR NOT " +
+            ParentPresentSQL(sql, lSessionID, OL, "REQUIREMENTID", "One.LONGTAGNUMBER", "OneReq.REQUIREMENTTYPEID") +
+            ")",
     });
   }
   // Deeper rows: the parent's ORDERTAG from the level above, then their own.
+  // The parent is of the row's own type.
   return JoinLines({
       sInsert,
       "  SELECT " + S + " AS SESSIONID, One.REQUIREMENTID, One.LONGTAGNUMBER, Two.ORDERTAG" + op + D + " AS ORDERTAG",
-      " FROM " + OL + as + "One, " + FO + as + "Two",
+      " FROM " + OL + as + "One, " + FO + as + "Two, " + REQ + " OneReq, " + REQ + " TwoReq",
       " Where One.SESSIONID = " + S + " AND " + len + "(One.LONGTAGNUMBER) = (" + std::to_string(lLevel) +
           " * 10) AND " + prefix + " = Two.LONGTAGNUMBER AND Two.SESSIONID = " + S,
+      " AND OneReq.ID = One.REQUIREMENTID AND TwoReq.ID = Two.REQUIREMENTID AND TwoReq.REQUIREMENTTYPEID = "
+      "OneReq.REQUIREMENTTYPEID",
   });
 }
 
@@ -206,16 +282,16 @@ enumQueryEngineError QuerySql::OrderLevels_(long lSessionID) {
       return;
     }
     if (!IsAccessLike(lDatabaseType_) && lDatabaseType_ != eDBTOracle && lDatabaseType_ != eDBTSQLServer) return;
-    const long lLevels = ReadLevelCount(*this, lSessionID);
+    const long lLevels = hierarchy::ReadLevelCount(*this, lSessionID);
     const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID);
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
       std::string sOrderBy, sGroupBy, sErrInfo;
       SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
-      ExecuteSQLStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
+      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
       if (lDatabaseType_ == eDBTOracle) {
         // The level table keeps the sort order; the copy numbers the rows.
-        ExecuteSQLStatement_(hierarchy::OracleLevelCopySQL(*this, lSessionID));
-        ExecuteSQLStatement_(hierarchy::OracleLevelDropSQL(*this, lSessionID));
+        ExecuteWorkStatement_(hierarchy::OracleLevelCopySQL(*this, lSessionID));
+        ExecuteWorkStatement_(hierarchy::OracleLevelDropSQL(*this, lSessionID));
       }
     }
     result = FinalOrder_(lSessionID, lLevels);
@@ -226,19 +302,19 @@ enumQueryEngineError QuerySql::OrderLevels_(long lSessionID) {
 enumQueryEngineError QuerySql::OrderLevelsForDB2_(long lSessionID) {
   enumQueryEngineError result = eQEENone;
   modMain::HandleAndLeave("QuerySql.OrderLevelsForDB2_", [&] {
-    const long lLevels = ReadLevelCount(*this, lSessionID);
+    const long lLevels = hierarchy::ReadLevelCount(*this, lSessionID);
     const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID);
     std::string sOrderBy, sGroupBy, sErrInfo;
     SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
       // The rows go through the engine one by one, so that DATAORDER follows
       // the order of the SELECT.
-      const std::shared_ptr<ResultSet> rs =
-          ExecuteSQLStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
+      std::shared_ptr<ResultSet> rs;
+      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy), &rs);
       if (!rs) continue;
       while (!rs->AtEOF()) {
-        ExecuteSQLStatement_(hierarchy::DB2LevelRowSQL(*this, rs->Field(0).ToText(), rs->Field(1).ToText(),
-                                                       rs->Field(2).ToText()));
+        ExecuteWorkStatement_(
+            hierarchy::DB2LevelRowSQL(*this, rs->Field(0).ToText(), rs->Field(1).ToText(), rs->Field(2).ToText()));
         rs->MoveNext();
       }
     }
@@ -252,7 +328,7 @@ enumQueryEngineError QuerySql::FinalOrder_(long lSessionID, long lLevels) {
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
       const std::string sSql = hierarchy::FinalOrderSQL(*this, lSessionID, lLevel);
       if (sSql.empty()) return;
-      ExecuteSQLStatement_(sSql);
+      ExecuteWorkStatement_(sSql);
     }
   });
   return eQEENone;

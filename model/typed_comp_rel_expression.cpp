@@ -96,11 +96,29 @@ enumQueryEngineError TypedCompRelExpression::ResolveForType_(bool bStopOnErr, co
   // tables, direct ones too.
   if (oSourceProjStruSpec_.IsExtProj()) bNeedsTransClosure_ = true;
 
+  // A relationship section is a conjunction: OR, NOT before a group and
+  // groups have no meaning in it, and a second word of one kind would
+  // silently replace the first, so each is refused.
+  bool bHasTrace = false;
+  bool bHasStatus = false;
+  bool bHasDirectOnly = false;
   for (const std::shared_ptr<Token>& oToken : oCompExpr->Tokens()) {
-    if (oToken->TokenType() != eTTExpression) continue;
-    const std::shared_ptr<SimpleExpression> oExpr = oToken->AsSimpleExpression();
-    if (!oExpr) continue;
+    if (oToken->TokenType() == eTTAndConnector) continue;
+    const std::shared_ptr<SimpleExpression> oExpr =
+        oToken->TokenType() == eTTExpression ? oToken->AsSimpleExpression() : nullptr;
+    if (!oExpr) {
+      sErrInfo = modMain::Message(14136);
+      return eQEEExprConnErr;
+    }
     const std::string sWord = text::Upper(text::TrimView(oExpr->AttrPrefix()));
+    const auto repeated = [&](bool& bSeen, enumSystemAttrKey eKey) {
+      if (!bSeen) {
+        bSeen = true;
+        return false;
+      }
+      sErrInfo = modMain::MessageWithArg(14139, modMain::SysRelAttrEnumToString(eKey));
+      return true;
+    };
 
     if (IsRelAttrWord(sWord, eSAKRelTraceTo) || IsRelAttrWord(sWord, eSAKRelTraceFrom)) {
       // The direction goes by the form of the lookup type; any other form of
@@ -123,7 +141,18 @@ enumQueryEngineError TypedCompRelExpression::ResolveForType_(bool bStopOnErr, co
         default:
           break;
       }
-      eRelType_ = bTraceTo ? eRTTraceTo : eRTTraceFrom;
+      const enumRelType eRelType = bTraceTo ? eRTTraceTo : eRTTraceFrom;
+      if (bHasTrace && eRelType != eRelType_) {
+        sErrInfo = modMain::Message(14138);
+        return eQEEExprConnErr;
+      }
+      if (bHasTrace && oExpr->ExprNot() != bExprNot_) {
+        sErrInfo = modMain::MessageWithArg(
+            14139, modMain::SysRelAttrEnumToString(bTraceTo ? eSAKRelTraceTo : eSAKRelTraceFrom));
+        return eQEEExprConnErr;
+      }
+      bHasTrace = true;
+      eRelType_ = eRelType;
       if (oExpr->Operator() != eEOIN) {
         sErrInfo = modMain::MessageWithArg(14056, oExpr->OrgExprString());
         return eQEEExpressionNothing;
@@ -131,7 +160,13 @@ enumQueryEngineError TypedCompRelExpression::ResolveForType_(bool bStopOnErr, co
       eRelOperator_ = eEOIN;
       for (const std::string& sItem : oExpr->ListItemPrefixes()) {
         ProjStructSpecifier oDest;
-        const enumQueryEngineError eResult = oDest.ResolveKeysAndPrefixes(oProj, sItem, eLookupType, sErrInfo);
+        enumQueryEngineError eResult = oDest.ResolveKeysAndPrefixes(oProj, sItem, eLookupType, sErrInfo);
+        if (eResult == eQEENone && !oDest.IsStructKeyResolved()) {
+          // REQUIREMENT and DISCUSSION name no requirement type that a trace
+          // could reach.
+          sErrInfo = modMain::MessageWithArg(oDest.IsExtProj() ? 14121 : 14120, sItem);
+          eResult = eQEEUnknownExprPrefix;
+        }
         if (eResult != eQEENone) {
           // A destination that doesn't resolve ends the reading of the
           // section; a build records it and goes on with the query.
@@ -146,6 +181,7 @@ enumQueryEngineError TypedCompRelExpression::ResolveForType_(bool bStopOnErr, co
       }
       bExprNot_ = oExpr->ExprNot();
     } else if (IsRelAttrWord(sWord, eSAKRelStatus)) {
+      if (repeated(bHasStatus, eSAKRelStatus)) return eQEEExprConnErr;
       const std::string sValue = typed_values::ValueText(oExpr->Value());
       eStatusType_ = eSTAny;
       bool bValid = false;
@@ -167,6 +203,7 @@ enumQueryEngineError TypedCompRelExpression::ResolveForType_(bool bStopOnErr, co
         return eQEEInvalidAttrData;
       }
     } else if (IsRelAttrWord(sWord, eSAKRelDirectOnly)) {
+      if (repeated(bHasDirectOnly, eSAKRelDirectOnly)) return eQEEExprConnErr;
       const std::string sValue = typed_values::ValueText(oExpr->Value());
       const std::string sFlag = text::Upper(text::TrimView(sValue));
       if (sFlag == "TRUE") {

@@ -1,5 +1,7 @@
 #include "model/typed_simple_expression.h"
 
+#include <algorithm>
+
 #include "engine/mod_main.h"
 #include "engine/system_attr_tables.h"
 #include "model/text_util.h"
@@ -11,7 +13,16 @@ namespace {
 
 constexpr std::string_view kNoEntry = "<NO ENTRY>";
 
-std::string Quoted(std::string_view sText) { return "\"" + std::string(sText) + "\""; }
+// A word in double quotes as the reader reads it back: a quote inside is
+// doubled.
+std::string Quoted(std::string_view sText) {
+  std::string sOut = "\"";
+  for (char c : sText) {
+    sOut += c;
+    if (c == '"') sOut += '"';
+  }
+  return sOut + "\"";
+}
 
 bool IsNoEntry(std::string_view sText) { return text::EqualsNoCase(sText, kNoEntry); }
 
@@ -131,6 +142,12 @@ enumQueryEngineError TypedSimpleExpression::ResolveForType_(bool bStopOnErr, con
   if (!oSimpleExpression_) throw Failure(91, "TypedSimpleExpression.ResolveForType", "No expression to resolve");
   SimpleExpression& expr = *oSimpleExpression_;
 
+  // Order and O sort; in criteria they would compare nothing.
+  if (!expr.SortExpression() && IsOrderOperator(expr.Operator())) {
+    return Fail_(eQEEInvalidListOperator,
+                 modMain::MessageWithArg(14133, expr.AttrPrefix() + " " + modMain::OpEnumToString(expr.Operator())),
+                 sErrInfo);
+  }
   const std::string sAttr = text::Upper(text::TrimView(expr.AttrPrefix()));
   if (eLookupType == eQLTByKey && !modMain::IsNumeric(sAttr)) {
     return Fail_(eQEEReqTypeAttrKeyNotNumeric, modMain::MessageWithArg(14064, sAttr), sErrInfo);
@@ -215,6 +232,16 @@ enumQueryEngineError TypedSimpleExpression::ResolveSort_(enumQueryLookupTypes eL
 
 enumQueryEngineError TypedSimpleExpression::ResolveFreeValue_(std::string& sErrInfo) {
   SimpleExpression& expr = *oSimpleExpression_;
+  // The root tag number names a place in the tree, level by level: only a
+  // dotted whole number is one, and every requirement has one, so "<NO
+  // ENTRY>" names none.
+  const bool bRootTag = bIsSystemAttr_ && sAttrKey_ == std::to_string(static_cast<int>(eSAKReqRootTagNbr));
+  const auto rootTagLevels = [](const Variant& value) {
+    return typed_values::DottedWholeNumber(typed_values::ValueText(value));
+  };
+  const auto refuseRootTag = [&](const Variant& value) {
+    return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14134, typed_values::ValueText(value)), sErrInfo);
+  };
   switch (expr.Operator()) {
     case eEOBetween: {
       Variant low = expr.Value();
@@ -222,21 +249,42 @@ enumQueryEngineError TypedSimpleExpression::ResolveFreeValue_(std::string& sErrI
         return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14074, typed_values::ValueText(expr.Value())),
                      sErrInfo);
       }
-      expr.SetValue(std::move(low));
       Variant high = expr.HighValue();
       if (!IsValidDataForType(high, lAttrDataType_)) {
         return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14075, typed_values::ValueText(expr.HighValue())),
                      sErrInfo);
       }
+      if (bRootTag) {
+        const auto lowLevels = rootTagLevels(low);
+        if (!lowLevels) return refuseRootTag(low);
+        const auto highLevels = rootTagLevels(high);
+        if (!highLevels) return refuseRootTag(high);
+        // The leading levels are compared by "=", Between applies to the
+        // last: both ends must lie under the same parent.
+        if (lowLevels->size() != highLevels->size() ||
+            !std::equal(lowLevels->begin(), lowLevels->end() - 1, highLevels->begin())) {
+          return Fail_(
+              eQEEInvalidAttrData,
+              modMain::MessageWithArg(14142, typed_values::ValueText(low) + " And " + typed_values::ValueText(high)),
+              sErrInfo);
+        }
+      }
+      expr.SetValue(std::move(low));
       expr.SetHighValue(std::move(high));
       return eQEENone;
     }
     case eEOIN:
-      // The items are checked, not converted: a free attribute keeps no items.
+      // Each item is checked and kept in its typed form: the statement tests
+      // the attribute against each of them.
+      aListItemValues_.clear();
       for (const std::string& sItem : expr.ListItemPrefixes()) {
-        Variant item(text::Upper(sItem));
+        Variant item(sItem);
         if (!IsValidDataForType(item, lAttrDataType_)) {
           return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14076, sItem), sErrInfo);
+        }
+        if (bRootTag && !rootTagLevels(item)) return refuseRootTag(item);
+        if (std::find(aListItemValues_.begin(), aListItemValues_.end(), item) == aListItemValues_.end()) {
+          aListItemValues_.push_back(std::move(item));
         }
       }
       return eQEENone;
@@ -246,6 +294,7 @@ enumQueryEngineError TypedSimpleExpression::ResolveFreeValue_(std::string& sErrI
         return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14077, typed_values::ValueText(expr.Value())),
                      sErrInfo);
       }
+      if (bRootTag && !rootTagLevels(value)) return refuseRootTag(value);
       // ULike compares in upper case; numbers, dates and booleans have no case.
       if (expr.Operator() == eEOULike && value.IsText()) value = Variant(text::Upper(value.Text()));
       expr.SetValue(std::move(value));
@@ -364,6 +413,15 @@ enumQueryEngineError TypedSimpleExpression::ResolveDiscussionValue_(bool bStopOn
     const enumQueryEngineError eResult =
         ResolveSystemAttrData_(bStopOnErr, oProj, eLookupType, eSysKey, sValue, sDisplay, sGUID, sErrInfo, bSoftFailed);
     if (eResult != eQEENone) return eResult;
+    if (expr.Operator() == eEOBetween) {
+      // The high end of a range is checked and typed as the low end is.
+      Variant high = expr.HighValue();
+      if (!IsValidDataForType(high, lAttrDataType_)) {
+        return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14094, typed_values::ValueText(expr.HighValue())),
+                     sErrInfo);
+      }
+      expr.SetHighValue(std::move(high));
+    }
     if (!bIsEdit_) {
       if (const auto lKey = typed_values::ValueToWhole(expr.Value())) lListItemKey_ = *lKey;
     }
@@ -437,7 +495,8 @@ bool TypedSimpleExpression::IsValidDataForType(Variant& value, long eDataType) {
         bValid = locale.TextToDate(sText).has_value() && sText.find(':') == std::string::npos;
         break;
       case eADTTime:
-        bValid = locale.TextToDate(sText).has_value() && sText.find('/') == std::string::npos;
+        // A time of day alone: a date in any of the locale's forms is refused.
+        bValid = locale.TextToTime(sText).has_value();
         break;
       case eADTBoolean:
         if (const auto flag = locale.TextToBoolean(sText)) {
@@ -503,7 +562,9 @@ enumQueryEngineError TypedSimpleExpression::ResolveSystemAttr(enumSystemAttrKey 
         require(eOp != eEOIN, 14089);
         break;
       case eSAKReqIsDocTextCurrent:
+        // A flag test: true or false, and its negation.
         type(true, eADTBoolean);
+        require(eOp == eEOEquals || eOp == eEONotEquals, 14140);
         break;
       case eSAKReqKey:
         type(false, eADTList);
@@ -812,6 +873,16 @@ std::string TypedSimpleExpression::QueryString_(enumQueryLookupTypes eLookupType
     };
     if (eOp == eEOBetween) {
       s += valueText(Value()) + " AND " + valueText(HighValue());
+    } else if (eOp == eEOIN) {
+      std::string sList;
+      for (const Variant& item : aListItemValues_) {
+        if (!sList.empty()) sList += ", ";
+        // A comma parts the items of the list, so an item that holds one (a
+        // real number under a decimal comma) is written in quotes.
+        const std::string sItem = typed_values::ValueText(item);
+        sList += IsNoEntry(sItem) || sItem.find(',') != std::string::npos ? Quoted(sItem) : valueText(item);
+      }
+      s += sList;
     } else if (IsOrderOperator(eOp)) {
       s += SortWord_(eLookupType);
     } else if (IsNoEntry(typed_values::ValueText(Value()))) {

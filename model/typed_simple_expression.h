@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "engine/enums.h"
 #include "model/collection.h"
@@ -38,6 +39,9 @@ class TypedSimpleExpression {
   long AttrDataType() const { return lAttrDataType_; }
   // Keys of the values named by IN, whole numbers under their decimal text.
   const Collection<long>& ListItemKeys() const { return cListItemKeys_; }
+  // The values named by IN on an attribute that takes a free value, each in
+  // its typed form, in the order written, each once.
+  const std::vector<Variant>& ListItemValues() const { return aListItemValues_; }
   std::string QueryString(enumQueryLookupTypes eLookupType) const;
   bool IsAllExpr() const;
   std::string ClassName() const { return "TypedSimpleExpression"; }
@@ -122,6 +126,7 @@ class TypedSimpleExpression {
   bool bIsEdit_ = false;
   long lAttrDataType_ = 0;
   Collection<long> cListItemKeys_;
+  std::vector<Variant> aListItemValues_;
   long lListItemKey_ = 0;
   std::string sAttrPrefix_;
   Collection<std::string> cListItemPrefixes_;

@@ -122,4 +122,24 @@ double LeadingNumber(std::string_view sText) {
   return value;
 }
 
+std::optional<std::vector<std::int64_t>> DottedWholeNumber(std::string_view sText) {
+  while (!sText.empty() && sText.front() == ' ') sText.remove_prefix(1);
+  while (!sText.empty() && sText.back() == ' ') sText.remove_suffix(1);
+  std::vector<std::int64_t> levels;
+  std::size_t i = 0;
+  while (true) {
+    const std::size_t start = i;
+    std::int64_t level = 0;
+    while (i < sText.size() && IsDigit(sText[i])) {
+      if (i - start == 10) return std::nullopt;
+      level = level * 10 + (sText[i++] - '0');
+    }
+    if (i == start) return std::nullopt;
+    levels.push_back(level);
+    if (i == sText.size()) return levels;
+    if (sText[i] != '.') return std::nullopt;
+    ++i;
+  }
+}
+
 }  // namespace vlq::typed_values

@@ -3,9 +3,11 @@
 // a whole number, a value as the text a user of the locale writes (and the
 // locale reads back), and the leading number of a text.
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "model/variant.h"
 
@@ -29,5 +31,10 @@ std::string ValueText(const Variant& value);
 // The value of the longest start of the text that reads as a number, blanks
 // passed over, with a decimal point; 0 when there is none: "2x" gives 2.
 double LeadingNumber(std::string_view sText);
+
+// The levels of a dotted whole number such as 2.1.3, each 1 to 10 digits
+// (the width of a level of a tag number), blanks around the whole allowed;
+// nullopt for any other text.
+std::optional<std::vector<std::int64_t>> DottedWholeNumber(std::string_view sText);
 
 }  // namespace vlq::typed_values

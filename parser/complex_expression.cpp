@@ -108,12 +108,10 @@ bool ComplexExpression::TokenizeWindow_(parser::ReadContext& oContext, std::size
       eResult = ExtractFirstToken(oToken, sErrorInfo);
       if (eResult != eQEENone) break;
       if (!oToken) {
-        // "()" yields no token: the list ends here, with what was read so far
-        // and success, and the rest of the text is not read.
-        modMain::CentralErrorHandler(
-            "ComplexExpression.Tokenize", {},
-            Failure(kUnexpectedFailureNumber, "ComplexExpression.Tokenize",
-                    "Empty parentheses in an expression list: the rest of the list is not read"));
+        // An empty pair of parentheses says nothing; reading past it would
+        // drop the rest of the list without a word.
+        eResult = eQEEMissingExprValue;
+        sErrorInfo = modMain::Message(14132);
         break;
       }
       const enumTokenType eType = oToken->TokenType();
@@ -128,6 +126,23 @@ bool ComplexExpression::TokenizeWindow_(parser::ReadContext& oContext, std::size
       cTokens_.Add(oToken);
       pPrevious = oToken.get();
       TrimRemaining_();
+    }
+    // A list that ends in a connector or a NOT leaves it with nothing to
+    // join or negate; the statement would not run.
+    if (eResult == eQEENone && pPrevious) {
+      switch (pPrevious->TokenType()) {
+        case eTTAndConnector:
+        case eTTOrConnector:
+          eResult = eQEEExprConnErr;
+          sErrorInfo = modMain::Message(14131);
+          break;
+        case eTTNotOperator:
+          eResult = eQEEExprConnErr;
+          sErrorInfo = modMain::Message(14126);
+          break;
+        default:
+          break;
+      }
     }
   });
   // The text belongs to the caller of Tokenize; nothing is left to read.

@@ -23,11 +23,13 @@ class ReadContext;
 
 class ComplexExpression {
  public:
-  // The deepest nesting of parentheses a list may have. Every layer above the
-  // tokenizer (typing, query text, SQL) walks sub-lists by recursion, so a
-  // deeper list is refused here rather than exhausting the stack later:
-  // eQEEValueTooLong with message 14130.
-  static constexpr int kMaxNestingDepth = 255;
+  // The deepest nesting of parentheses a list may have: eQEEValueTooLong with
+  // message 14130 beyond it. Each level becomes up to three levels of
+  // parentheses in the statement, which may stand inside a trace subquery
+  // within a closure statement; the databases' SQL parsers give up on deep
+  // nesting (SQLite's near 100 levels), so the limit is set where every
+  // accepted list still runs in each of them, with a margin.
+  static constexpr int kMaxNestingDepth = 12;
 
   ComplexExpression() = default;
 

@@ -67,6 +67,9 @@ std::string_view EventTypeWord(EventType eType) {
 }
 
 std::string OneLineText(std::string_view sText) {
+  // Every control character is written as an escape, and so is the
+  // backslash itself, so that a line of the log can't be forged by the text
+  // of a query and reads back to the text it stands for.
   std::string out;
   out.reserve(sText.size() + 8);
   for (const char c : sText) {
@@ -77,8 +80,20 @@ std::string OneLineText(std::string_view sText) {
       case '\n':
         out += "\\n";
         break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
       default:
-        out += c;
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+          char buffer[8];
+          std::snprintf(buffer, sizeof buffer, "\\x%02X", static_cast<unsigned char>(c));
+          out += buffer;
+        } else {
+          out += c;
+        }
     }
   }
   return out;

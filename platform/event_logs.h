@@ -43,7 +43,8 @@ namespace vlq::platform {
 // The word of an event type in a log line: "Information" or "Error".
 std::string_view EventTypeWord(EventType eType);
 
-// The text of an event on one line: CR and LF written as \r and \n.
+// The text of an event on one line: CR, LF and tab written as \r, \n and \t,
+// every other control character as \xHH and the backslash as \\.
 std::string OneLineText(std::string_view sText);
 
 class SyslogEventLog : public EventLog {

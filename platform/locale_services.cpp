@@ -246,6 +246,13 @@ std::optional<DateSerial> StandardLocaleServices::TextToDate(std::string_view sT
   return date_serial::FromCivil(civil);
 }
 
+std::optional<DateSerial> StandardLocaleServices::TextToTime(std::string_view sText) const {
+  CivilDateTime civil;  // day 0
+  Cursor in(TrimBlanks(sText));
+  if (!ReadTime(in, conventions_, civil) || !in.AtEnd()) return std::nullopt;
+  return date_serial::FromCivil(civil);
+}
+
 std::optional<bool> StandardLocaleServices::TextToBoolean(std::string_view sText) const {
   const std::string_view s = TrimBlanks(sText);
   if (text::EqualsNoCase(s, "True")) return true;

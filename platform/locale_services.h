@@ -72,6 +72,7 @@ class StandardLocaleServices : public LocaleServices {
 
   std::optional<double> TextToNumber(std::string_view sText) const override;
   std::optional<DateSerial> TextToDate(std::string_view sText) const override;
+  std::optional<DateSerial> TextToTime(std::string_view sText) const override;
   std::optional<bool> TextToBoolean(std::string_view sText) const override;
   // en-US 1/2/2000, en-GB and fr-FR 02/01/2000, de-DE 02.01.2000; it reads back
   // through TextToDate.

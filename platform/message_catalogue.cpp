@@ -125,6 +125,27 @@ constexpr std::array kCompiledTexts{
                   "not allowed here."},
     CompiledEntry{14129, "The package key can be compared only with =, <> or In."},
     CompiledEntry{14130, "Parentheses in an expression list are nested more than %1 levels deep."},
+    CompiledEntry{14131, "An expression list cannot end with AND or OR."},
+    CompiledEntry{14132, "An expression list holds an empty pair of parentheses."},
+    CompiledEntry{14133, "The Order operator belongs in a sort section, not in criteria: %1"},
+    CompiledEntry{14134, "The root tag number must be a dotted whole number, such as 2.1: %1"},
+    CompiledEntry{14135, "The query engine has been closed: make a new one to run queries."},
+    CompiledEntry{14136,
+                  "Relationship criteria are expressions joined by AND, without OR, NOT or parentheses, as in "
+                  "TRACED-TO In SR AND STATUS = \"SUSPECT\"."},
+    CompiledEntry{14137, "A sort section lists sort expressions joined by AND, without NOT or parentheses."},
+    CompiledEntry{14138,
+                  "The relationship criteria name both TRACED-TO and TRACED-FROM: write one relationship section "
+                  "for each."},
+    CompiledEntry{14139, "The relationship criteria name %1 more than once."},
+    CompiledEntry{14140, "ISDOCTEXTCURRENT can be compared only with = or <>, with True or False."},
+    CompiledEntry{14141, "The query has more than %1 expressions: split it into smaller queries."},
+    CompiledEntry{14142,
+                  "Between on the root tag number needs two numbers under the same parent, such as 2.1 And 2.5: "
+                  "%1"},
+    CompiledEntry{14143,
+                  "The query names more than %1 attributes, more than one statement can join: split it into "
+                  "smaller queries."},
 };
 
 constexpr bool AscendingNumbers() {

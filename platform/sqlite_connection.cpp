@@ -2,8 +2,11 @@
 
 #include <sqlite3.h>
 
+#include <cstdio>
+
 #include "model/text_util.h"
 #include "platform/jet_dialect.h"
+#include "platform/sqlite_schema.h"
 
 namespace vlq::platform {
 
@@ -29,25 +32,93 @@ Failure SqliteFailure(::sqlite3* db, std::string_view source, std::string_view s
 
 // ---- SqliteConnection ----------------------------------------------------------------
 
-std::shared_ptr<SqliteConnection> SqliteConnection::Open(const std::filesystem::path& file, bool bCreate) {
-  constexpr const char* kSource = "SqliteConnection.Open";
+namespace {
+
+bool IsWorkTable(std::string_view name) { return name.starts_with("VLTRACETABLE") || name.starts_with("VLHIERARCHY"); }
+
+// file:<path>?immutable=1 with the characters a URI reserves escaped.
+std::string ImmutableUri(const std::filesystem::path& file) {
+  std::string uri = "file:";
+  for (unsigned char c : std::filesystem::absolute(file).string()) {
+    if (c == '%' || c == '?' || c == '#' || c < 0x20 || c >= 0x7F) {
+      char buffer[4];
+      std::snprintf(buffer, sizeof buffer, "%%%02X", c);
+      uri += buffer;
+    } else {
+      uri += static_cast<char>(c);
+    }
+  }
+  return uri + "?immutable=1";
+}
+
+::sqlite3* OpenHandle(const std::string& name, int flags, const std::filesystem::path& file) {
   ::sqlite3* db = nullptr;
-  const int flags = SQLITE_OPEN_READWRITE | (bCreate ? SQLITE_OPEN_CREATE : 0);
-  const int rc = sqlite3_open_v2(file.string().c_str(), &db, flags, nullptr);
+  const int rc = sqlite3_open_v2(name.c_str(), &db, flags, nullptr);
   if (rc != SQLITE_OK) {
-    Failure f(rc, kSource,
+    Failure f(rc, "SqliteConnection.Open",
               "Can't open the project file " + file.string() + ": " + (db ? sqlite3_errmsg(db) : "out of memory"));
     sqlite3_close(db);
     throw f;
   }
   sqlite3_extended_result_codes(db, 1);
+  return db;
+}
+
+// A first read: a file that isn't a database, or one in WAL mode whose shared
+// memory can't be made beside it, fails here.
+int FirstRead(::sqlite3* db) {
+  return sqlite3_exec(db, "SELECT COUNT(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+}
+
+}  // namespace
+
+std::shared_ptr<SqliteConnection> SqliteConnection::Open(const std::filesystem::path& file, bool bCreate,
+                                                         bool bReadOnly) {
+  constexpr const char* kSource = "SqliteConnection.Open";
+  // SQLITE_OPEN_READWRITE opens a write-protected file for reading only.
+  const int flags = bReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | (bCreate ? SQLITE_OPEN_CREATE : 0);
+  ::sqlite3* db = OpenHandle(file.string(), flags, file);
+  bReadOnly = bReadOnly || sqlite3_db_readonly(db, "main") == 1;
+  if (bReadOnly && FirstRead(db) != SQLITE_OK) {
+    // A file in WAL mode on a share that can't be written: read it as it
+    // stands.
+    sqlite3_close(db);
+    db = OpenHandle(ImmutableUri(file), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, file);
+  }
   std::shared_ptr<SqliteConnection> conn(new SqliteConnection(db, file));
+  conn->bReadOnly_ = bReadOnly;
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
-  // A file that isn't a database shows here, at its first read.
-  conn->Exec("PRAGMA journal_mode=WAL", kSource);
-  conn->Exec("PRAGMA synchronous=NORMAL", kSource);
+  if (!bReadOnly) {
+    // A file that isn't a database shows here, at its first read.
+    conn->Exec("PRAGMA journal_mode=WAL", kSource);
+    conn->Exec("PRAGMA synchronous=NORMAL", kSource);
+  } else if (FirstRead(db) != SQLITE_OK) {
+    throw SqliteFailure(db, kSource, "SELECT COUNT(*) FROM sqlite_master");
+  }
   jet::RegisterFunctions(db);
+  CreateWorkTables(db);
   return conn;
+}
+
+void CreateWorkTables(::sqlite3* db) {
+  constexpr const char* kSource = "CreateWorkTables";
+  const auto run = [db](const std::string& sql) {
+    if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) throw SqliteFailure(db, kSource, sql);
+  };
+  for (const schema::TableDef& table : schema::Tables()) {
+    if (!IsWorkTable(table.Name)) continue;
+    std::string sql = "CREATE TEMP TABLE IF NOT EXISTS " + std::string(table.Name) + " (";
+    for (std::size_t i = 0; i < table.Columns.size(); ++i) {
+      if (i > 0) sql += ", ";
+      sql += std::string(table.Columns[i].Name) + " " + std::string(table.Columns[i].Declaration);
+    }
+    run(sql + ")");
+  }
+  for (const schema::IndexDef& index : schema::Indexes()) {
+    if (!IsWorkTable(index.Table)) continue;
+    run("CREATE INDEX IF NOT EXISTS temp." + std::string(index.Name) + " ON " + std::string(index.Table) + " (" +
+        std::string(index.Columns) + ")");
+  }
 }
 
 SqliteConnection::~SqliteConnection() { sqlite3_close_v2(db_); }

@@ -44,14 +44,21 @@ Failure SqliteFailure(::sqlite3* db, std::string_view source, std::string_view s
 class SqliteConnection {
  public:
   // Opens a project file. With bCreate false the file must exist. Sets WAL,
-  // the busy timeout and the Jet functions. Throws Failure.
-  static std::shared_ptr<SqliteConnection> Open(const std::filesystem::path& file, bool bCreate);
+  // the busy timeout and the Jet functions, and makes the work tables of the
+  // closure and the tree order as temporary tables of this connection (see
+  // CreateWorkTables). A file that may be read but not written (bReadOnly, or
+  // write-protected, or on a read-only share) opens read-only: no journal
+  // mode is set and nothing is written to it. Throws Failure.
+  static std::shared_ptr<SqliteConnection> Open(const std::filesystem::path& file, bool bCreate,
+                                                bool bReadOnly = false);
   ~SqliteConnection();
   SqliteConnection(const SqliteConnection&) = delete;
   SqliteConnection& operator=(const SqliteConnection&) = delete;
 
   ::sqlite3* Handle() const { return db_; }
   const std::filesystem::path& File() const { return file_; }
+  // The file can't be written through this connection.
+  bool IsReadOnly() const { return bReadOnly_; }
 
   // Runs SQL that returns no rows (store-internal: schema work, pragmas).
   void Exec(std::string_view sql, std::string_view source);
@@ -65,8 +72,18 @@ class SqliteConnection {
   SqliteConnection(::sqlite3* db, std::filesystem::path file) : db_(db), file_(std::move(file)) {}
   ::sqlite3* db_;
   std::filesystem::path file_;
+  bool bReadOnly_ = false;
   std::map<std::string, std::string> attached_;  // canonical path -> schema name
 };
+
+// Makes the work tables of the closure and the tree order (VLTRACETABLETEMP,
+// VLTRACETABLEINDIR, VLHIERARCHY...TEMP), with their indexes, as temporary
+// tables of the connection. Their names hide the file's own tables of the
+// same names, so the engine's statements fill and read these: a session's rows
+// never reach the file, a read-only file answers every query, processes never
+// wait for each other's work rows, and rows of a process that ends, killed or
+// not, go with its connection.
+void CreateWorkTables(::sqlite3* db);
 
 // The value of a column of the current row: INTEGER a whole number, REAL a
 // real number, TEXT and BLOB text, NULL Variant::Null().

@@ -73,6 +73,13 @@ std::shared_ptr<ResultSet> SqliteDataServices::Execute(std::string_view sql, lon
     throw Failure(f.Number(), kExecuteSource, Describe(f.Description(), sql, sql));
   }
 
+  // A file that can't be written keeps what the engine creates (the sort
+  // views of multi-select lists) as temporary objects of the connection.
+  if (connection_->IsReadOnly() && text::StartsWithNoCase(text::TrimView(run), "CREATE VIEW ")) {
+    const std::size_t at = run.find_first_not_of(" \t\r\n");
+    run.insert(at + std::string_view("CREATE ").size(), "TEMP ");
+  }
+
   ::sqlite3* db = connection_->Handle();
   ::sqlite3_stmt* raw = nullptr;
   const char* rest = nullptr;
@@ -138,9 +145,13 @@ std::vector<SchemaColumn> SqliteDataServices::OpenSchema(int kind) {
   ::sqlite3* db = connection_->Handle();
   std::vector<std::string> objects;
   {
+    // The file's tables and views, then the connection's temporary ones
+    // (the work tables, and what a read-only file lacks).
     SqliteStatement list(db,
-                         "SELECT name FROM sqlite_master WHERE type IN ('table', 'view') "
-                         "AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' ORDER BY rowid",
+                         "SELECT name FROM (SELECT name, type, 0 AS part, rowid AS at FROM sqlite_master "
+                         "UNION ALL SELECT name, type, 1, rowid FROM sqlite_temp_master) "
+                         "WHERE type IN ('table', 'view') "
+                         "AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' ORDER BY part, at",
                          kSource);
     while (list.Step()) objects.push_back(list.Text(0));
   }

@@ -120,7 +120,8 @@ std::shared_ptr<ExtProject> SqliteExtProjects::Item(std::string_view value, Item
 
 std::shared_ptr<SqliteProject> SqliteProject::Open(const std::filesystem::path& file, std::string_view user,
                                                    std::weak_ptr<SqliteProjectManager> manager,
-                                                   const std::map<std::string, std::string>& overrides) {
+                                                   const std::map<std::string, std::string>& overrides,
+                                                   bool bReadOnly) {
   auto project = std::make_shared<SqliteProject>(Token{});
   project->manager_ = std::move(manager);
   project->file_ = std::filesystem::absolute(file).lexically_normal();
@@ -129,8 +130,9 @@ std::shared_ptr<SqliteProject> SqliteProject::Open(const std::filesystem::path& 
   if (!std::filesystem::is_regular_file(project->file_, ec)) {
     throw Failure(SQLITE_CANTOPEN, kOpenSource, "The project file " + project->file_.string() + " does not exist");
   }
-  project->connection_ = SqliteConnection::Open(project->file_, false);
+  project->connection_ = SqliteConnection::Open(project->file_, false, bReadOnly);
   EnsureSchema(project->connection_->Handle());
+  if (!project->connection_->IsReadOnly()) ClearStaleWorkRows(project->connection_->Handle());
   project->Load(user, overrides);
   return project;
 }

@@ -86,7 +86,8 @@ class SqliteProject : public Project, public std::enable_shared_from_this<Sqlite
   // connection properties over the file's own. Throws Failure.
   static std::shared_ptr<SqliteProject> Open(const std::filesystem::path& file, std::string_view user,
                                              std::weak_ptr<SqliteProjectManager> manager,
-                                             const std::map<std::string, std::string>& overrides);
+                                             const std::map<std::string, std::string>& overrides,
+                                             bool bReadOnly = false);
   explicit SqliteProject(Token) {}
 
   long Key() const override { return key_; }

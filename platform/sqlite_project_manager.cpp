@@ -17,7 +17,7 @@ std::shared_ptr<Project> SqliteProjectManager::Open(const std::filesystem::path&
     auto sqlite = std::dynamic_pointer_cast<SqliteProject>(project);
     if (sqlite && sqlite->CanonicalFile() == canonical) return project;
   }
-  std::shared_ptr<Project> project = SqliteProject::Open(file, user, weak_from_this(), overrides_);
+  std::shared_ptr<Project> project = SqliteProject::Open(file, user, weak_from_this(), overrides_, bReadOnly_);
   open_.push_back(project);
   return project;
 }

@@ -32,6 +32,11 @@ void CreateProjectFile(const std::filesystem::path& file, const NewProjectInfo& 
 // that is there. Opening a project runs it.
 void EnsureSchema(::sqlite3* db);
 
+// Deletes rows that the file's own work tables hold: the store keeps a
+// session's work rows in temporary tables of its connection, so rows in the
+// file come only from a run that was cut short in an older version.
+void ClearStaleWorkRows(::sqlite3* db);
+
 class SqliteProjectManager : public ProjectManager,
                              public std::enable_shared_from_this<SqliteProjectManager> {
  public:
@@ -43,6 +48,11 @@ class SqliteProjectManager : public ProjectManager,
   // with Failure; a project without users opens with no current user (key 0).
   // A file that is open already is handed out again.
   std::shared_ptr<Project> Open(const std::filesystem::path& file, std::string_view user = {});
+
+  // Opens every project from now on for reading only, as if its file were
+  // write-protected (a file that is opens so anyway).
+  void OpenReadOnly(bool bReadOnly) { bReadOnly_ = bReadOnly; }
+  bool ReadOnly() const { return bReadOnly_; }
 
   // Replaces a connection property ("dbmsnamecode", "schema", "database",
   // "server") in every project that this manager opens from now on, over the
@@ -64,6 +74,7 @@ class SqliteProjectManager : public ProjectManager,
   SqliteProjectManager() = default;
   std::vector<std::shared_ptr<Project>> open_;
   std::map<std::string, std::string> overrides_;
+  bool bReadOnly_ = false;
 };
 
 }  // namespace vlq::platform

@@ -282,13 +282,48 @@ void Run(::sqlite3* db, const std::string& sql) {
   if (rc != SQLITE_OK) throw SqliteFailure(db, kEnsureSource, sql);
 }
 
+// A file that can't be written gets what it lacks as temporary tables and
+// views of the connection, so that the engine's statements find every name;
+// indexes and added columns it goes without.
+void EnsureTemporarySchema(::sqlite3* db, const Objects& objects) {
+  std::vector<std::string> plan = PlanStructure(objects);
+  for (const std::string& sql : PlanViews(db, objects)) plan.push_back(sql);
+  for (std::string sql : plan) {
+    for (std::string_view create : {"CREATE TABLE ", "CREATE VIEW "}) {
+      if (sql.rfind(create, 0) == 0) {
+        sql.insert(std::string_view("CREATE ").size(), "TEMP ");
+        Run(db, sql);
+      }
+    }
+  }
+}
+
 }  // namespace
+
+void ClearStaleWorkRows(::sqlite3* db) {
+  // The work rows of a session live in temporary tables of its connection;
+  // rows in the file's own tables were left by a run that was cut short.
+  for (const schema::TableDef& table : schema::Tables()) {
+    const std::string name(table.Name);
+    if (!name.starts_with("VLTRACETABLE") && !name.starts_with("VLHIERARCHY")) continue;
+    bool stale = false;
+    {
+      SqliteStatement probe(db, "SELECT 1 FROM main." + name + " LIMIT 1", kEnsureSource);
+      stale = probe.Step();
+    }
+    if (stale) Run(db, "DELETE FROM main." + name);
+  }
+}
 
 void EnsureSchema(::sqlite3* db) {
   // Most opens find everything in place: look first without a write lock.
   {
     const Objects objects = ReadObjects(db);
     if (PlanStructure(objects).empty() && PlanViews(db, objects).empty()) return;
+    if (sqlite3_db_readonly(db, "main") == 1) {
+      EnsureTemporarySchema(db, objects);
+      return;
+    }
   }
   // Another process may be doing the same: plan again under the write lock.
   const bool ownTransaction = sqlite3_get_autocommit(db) != 0;

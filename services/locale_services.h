@@ -23,6 +23,8 @@ class LocaleServices {
   // locale doesn't read the text as such.
   virtual std::optional<double> TextToNumber(std::string_view sText) const = 0;
   virtual std::optional<DateSerial> TextToDate(std::string_view sText) const = 0;
+  // A time of day alone, with no date in front: the time on day 0.
+  virtual std::optional<DateSerial> TextToTime(std::string_view sText) const = 0;
   virtual std::optional<bool> TextToBoolean(std::string_view sText) const = 0;
   // The short date of the locale (1/2/2000 in en-US).
   virtual std::string ShortDateText(DateSerial date) const = 0;

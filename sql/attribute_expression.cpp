@@ -74,8 +74,8 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
     const std::string col = view + "." + (isList ? "LISTITEMID" : "FIELDVALUE");
     const std::string op = OperatorText(eOp);
     const std::string isNull = " " + std::string(IS) + std::string(NULL_);
-    // The test that lets a requirement without an item pass.
-    const std::string listNullTerm = std::string(nlOR) + "(" + " " + view + ".LISTITEMID" + isNull;
+    // The test that lets a requirement without a value pass a negated list.
+    const std::string listNullTerm = std::string(nlOR) + "(" + " " + col + isNull;
     std::string deferredTerm;
 
     s = " (";
@@ -88,8 +88,7 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
              std::string(CRLF) + std::string(LEFT) + std::string(JOIN) + view + std::string(CRLF) + std::string(ON) +
              req + ".ID" + " = " + view + ".REQUIREMENTID";
         if (spec.DBTypeValue() == eDBTAccess && spec.IsExtProj()) {
-          s += " " + std::string(IN) + " '" + text::Upper(modMain::PathWithoutExtension(spec.ExtProjFilePath())) +
-               ".MdB' ";
+          s += " " + std::string(IN) + " " + modMain::JetDatabasePathLiteral(spec.ExtProjFilePath(), ".MdB") + " ";
         }
         s += nlWHERE;
       } else {
@@ -102,23 +101,27 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
     if (eOp == eEOBetween) {
       s += op + ExprValToSQL(oExpr, false, 0) + " " + std::string(nlAND) + ExprValToSQL(oExpr, true, 0);
     } else if (eOp == eEOIN) {
-      s += "(";
-      bool written = false;
-      const bool hasNoEntry = oExpr.ListItemKeys().Contains("0");
-      for (long key : oExpr.ListItemKeys()) {
-        // The key 0 only marks that no entry is among the items.
-        if (key == 0) continue;
-        if (written) s += " " + std::string(nlOR);
-        s += col + std::string(EQ) + ExprValToSQL(oExpr, false, key);
-        written = true;
+      std::vector<std::string> terms;
+      bool hasNoEntry = false;
+      if (isList) {
+        hasNoEntry = oExpr.ListItemKeys().Contains("0");
+        for (long key : oExpr.ListItemKeys()) {
+          // The key 0 only marks that no entry is among the items.
+          if (key != 0) terms.push_back(col + std::string(EQ) + ExprValToSQL(oExpr, false, key));
+        }
+      } else {
+        // A free value: the attribute equals one of the items.
+        for (const Variant& item : oExpr.ListItemValues()) {
+          if (text::EqualsNoCase(item.ToText(), NO_ENTRY)) {
+            hasNoEntry = true;
+          } else {
+            terms.push_back(col + std::string(EQ) + ExprValueToSQL_(oExpr, item));
+          }
+        }
       }
-      if (hasNoEntry) {
-        if (written) s += " " + std::string(nlOR);
-        s += col + " " + std::string(IS) + std::string(NULL_);
-      }
-      if (!bNot) {
-        s += ")";
-      } else if (!isList || hasNoEntry) {
+      if (hasNoEntry) terms.push_back(col + " " + std::string(IS) + std::string(NULL_));
+      s += "(" + sqlconv::JoinInTerms(terms, " " + std::string(nlOR));
+      if (!bNot || hasNoEntry) {
         // With no entry among the items the negation itself excludes a
         // requirement without a value.
         s += ")";

@@ -2,6 +2,7 @@
 // NOT reaches the leaves, and how a value becomes an SQL literal in each
 // dialect. The text of one condition comes from SystemAttrExpressionToSQL or
 // ReqTypeExpressionToSQL; both take their values from ExprValToSQL here.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -56,6 +57,29 @@ long ToLong(const Variant& value, std::string_view sSource) {
     throw Failure(6, std::string(sSource), "Overflow: " + value.ToText());
   }
   return static_cast<long>(rounded);
+}
+
+std::string JoinInTerms(const std::vector<std::string>& terms, std::string_view connector) {
+  constexpr std::size_t kGroup = 64;
+  std::vector<std::string> level = terms;
+  while (level.size() > kGroup) {
+    std::vector<std::string> groups;
+    for (std::size_t i = 0; i < level.size(); i += kGroup) {
+      std::string group = "(";
+      for (std::size_t j = i; j < std::min(level.size(), i + kGroup); ++j) {
+        if (j > i) group += connector;
+        group += level[j];
+      }
+      groups.push_back(group + ")");
+    }
+    level = std::move(groups);
+  }
+  std::string joined;
+  for (std::size_t i = 0; i < level.size(); ++i) {
+    if (i > 0) joined += connector;
+    joined += level[i];
+  }
+  return joined;
 }
 
 }  // namespace sqlconv
@@ -208,13 +232,26 @@ std::string QuerySql::SimpleExpressionToSQL(TypedSimpleExpression& oExpr, eExpre
 std::string QuerySql::ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHighValue, long lListItemKey) {
   std::string s;
   modMain::HandleAndLeave("QuerySql.ExprValToSQL", [&] {
-    constexpr std::string_view source = "QuerySql.ExprValToSQL";
     const long type = oExpr.AttrDataType();
     Variant value;
-    if (bHighValue) value = oExpr.HighValue();
-    else if (type != eADTList && type != eADTMultiSelectList) value = oExpr.Value();
-    else value = oExpr.Operator() == eEOIN ? Variant(lListItemKey) : Variant(oExpr.ListItemKey());
+    if (bHighValue)
+      value = oExpr.HighValue();
+    else if (type != eADTList && type != eADTMultiSelectList)
+      value = oExpr.Value();
+    else
+      value = oExpr.Operator() == eEOIN ? Variant(lListItemKey) : Variant(oExpr.ListItemKey());
+    s = ExprValueToSQL_(oExpr, value);
+  });
+  return s;
+}
 
+// A value of an expression's attribute as SQL, behind one blank: the stored
+// form of the attribute's data type, as a literal of the dialect.
+std::string QuerySql::ExprValueToSQL_(const TypedSimpleExpression& oExpr, Variant value) {
+  std::string s;
+  modMain::HandleAndLeave("QuerySql.ExprValToSQL", [&] {
+    constexpr std::string_view source = "QuerySql.ExprValToSQL";
+    const long type = oExpr.AttrDataType();
     if (!oExpr.IsSystemAttr()) {
       // Date and time attributes hold whole numbers: days since 1 January 1901
       // and seconds since midnight.
@@ -240,8 +277,10 @@ std::string QuerySql::ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHig
       case eSAKReqLocationKey: {
         // 0 is the database itself, which the store records as no document.
         std::optional<double> number;
-        if (value.IsNumber()) number = value.Real();
-        else if (value.IsText()) number = modMain::Locale().TextToNumber(value.Text());
+        if (value.IsNumber())
+          number = value.Real();
+        else if (value.IsText())
+          number = modMain::Locale().TextToNumber(value.Text());
         if (number && *number > 0) {
           s = " " + ValueToSQL(Variant(sqlconv::ToLong(Variant("0" + value.ToText()), source)));
         } else if (number && *number == -1) {
@@ -266,9 +305,6 @@ std::string QuerySql::ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHig
         break;
       case eSAKReqKeyScalar:
         s = sqlconv::IsNoEntry(value) ? " 0" : " " + ValueToSQL(value);
-        break;
-      case eSAKReqRootTagNbr:
-        s = sqlconv::IsNoEntry(value) ? " 0" : " " + value.ToText();
         break;
       default:
         s = " " + ValueToSQL(value);

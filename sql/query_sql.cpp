@@ -39,6 +39,7 @@ void QuerySql::Reset() {
     HierLevelExpr.clear();
     HierLevelOp.clear();
     HierLevelValue.clear();
+    WorkFailure.reset();
     // RetainHierarchy stays: the engine sets it anew for each build.
   });
 }
@@ -126,6 +127,12 @@ enumQueryEngineError QuerySql::ResolveBaseProjStructSpecifier(std::string_view s
       return;
     }
     result = oBaseProjStruSpec_.ResolveKeysAndPrefixes(oBaseProject_, sPrefix, eLookupType_, sErrInfo);
+    if (result == eQEENone && !oBaseProjStruSpec_.IsStructKeyResolved()) {
+      // REQUIREMENT and DISCUSSION are the words of whole-project queries,
+      // not requirement types a base section can name.
+      sErrInfo = modMain::MessageWithArg(oBaseProjStruSpec_.IsExtProj() ? 14121 : 14120, std::string(sPrefix));
+      result = eQEEUnknownExprPrefix;
+    }
     if (result != eQEENone || oBaseProjStruSpec_.IsBaseProjStruSpec()) return;
 
     // The base type lies in an external project: the builder moves there.

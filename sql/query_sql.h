@@ -15,6 +15,7 @@
 // criteria and sort texts are written and read afterwards by the FROM clause.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,6 +24,7 @@
 #include "model/collection.h"
 #include "model/proj_struct_specifier.h"
 #include "model/variant.h"
+#include "services/failure.h"
 #include "services/project.h"
 
 namespace vlq {
@@ -89,6 +91,10 @@ class QuerySql {
   bool DiscJoinAuthors = false;
   bool DiscIncludeResponses = false;
   bool IndirTraceRecordsWritten = false;
+  // The first failure of a statement that fills the closure or hierarchy work
+  // tables since the last Reset. The operation that met it handled and
+  // logged it; Fetch raises it rather than answer from half-filled tables.
+  std::optional<Failure> WorkFailure;
   // The hierarchy level criterion kept aside while RetainHierarchy is on.
   std::string HierLevelExpr;
   std::string HierLevelOp;
@@ -126,6 +132,7 @@ class QuerySql {
   std::string ComplexExpressionToSQL(const TypedComplexExpression& oExpr, bool& bNot, eExpressionContext eContext);
   std::string SimpleExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext);
   std::string ExprValToSQL(const TypedSimpleExpression& oExpr, bool bHighValue, long lListItemKey);
+  std::string ExprValueToSQL_(const TypedSimpleExpression& oExpr, Variant value);
   std::string ValueToSQL(const Variant& value);
   std::string SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eExpressionContext eContext);
   std::string ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr);
@@ -183,6 +190,10 @@ class QuerySql {
 
   // ---- Database helpers ----
   std::shared_ptr<ResultSet> ExecuteSQLStatement_(std::string_view sSql);
+  // Runs a statement of the closure or the hierarchy pipeline, logged when
+  // SQL logging is on, and gives the rows it changed. A failure is kept in
+  // WorkFailure (the first one) and goes on to the caller.
+  long ExecuteWorkStatement_(std::string_view sSql, std::shared_ptr<ResultSet>* pRows = nullptr);
   std::string BaseTableAndSchema(std::string_view sTable) const;
   std::string SpecTableAndSchema(const ProjStructSpecifier* oSpec, std::string_view sTable) const;
   std::string TableAndSchema(const ProjStructSpecifier* oSpec, std::string_view sTable) const;
@@ -209,12 +220,8 @@ class QuerySql {
   enumQueryEngineError DumpHierarchyRecords(long lSessionID, std::string& sErrInfo);
   enumQueryEngineError PopulateHierarchyTable_(const std::string& sSql, long& lSessionID);
   long GetNextHierarchySessionID_();
-  // The key behind the first requirement type term of the text; 0 for none.
-  long ParseReqTypeKeyFromSQL_(std::string_view sSql);
   // The main statement as the INSERT of its hits into VLHIERARCHYTABLETEMP.
   enumQueryEngineError ExtendHierarchySQL_(std::string& sSql, long lSessionID);
-  // The INSERT of the ancestors of the session's rows.
-  std::string SecondPassHierarchySQL_(long lSessionID, long lReqTypeKey);
   enumQueryEngineError OrderLevels_(long lSessionID);
   enumQueryEngineError OrderLevelsForDB2_(long lSessionID);
   enumQueryEngineError FinalOrder_(long lSessionID, long lLevels);

@@ -10,6 +10,7 @@
 #include "model/date_serial.h"
 #include "model/text_util.h"
 #include "model/typed_simple_expression.h"
+#include "model/typed_values.h"
 #include "parser/simple_expression.h"
 #include "sql/query_sql.h"
 #include "sql/sql_value_conversions.h"
@@ -25,7 +26,6 @@ namespace {
 struct SystemColumn {
   std::string_view table;
   std::string_view column;
-  bool always = false;    // written for IN too (else the IN list repeats it per item)
   bool caseBlind = false;  // compared in capitals on Oracle
   bool isDate = false;     // a date and time column with the day and minute rewrite
 };
@@ -36,9 +36,9 @@ std::optional<SystemColumn> RequirementColumn(long key) {
     case eSAKReqKeyScalar:
       return SystemColumn{VLREQUIREMENTS, "ID"};
     case eSAKReqTag:
-      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTPREFIX", true};
+      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTPREFIX"};
     case eSAKReqText:
-      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTTEXT", true, true};
+      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTTEXT", true};
     case eSAKReqAuthorName:
     case eSAKReqAuthorKey:
       return SystemColumn{VLREQUIREMENTS, "VERSIONUSERID"};
@@ -46,27 +46,27 @@ std::optional<SystemColumn> RequirementColumn(long key) {
     case eSAKReqLocationKey:
       return SystemColumn{VLREQUIREMENTS, "BOOKMARKDOCUMENTID"};
     case eSAKReqRevision:
-      return SystemColumn{VLREQUIREMENTS, "VERSIONNUMBER", true};
+      return SystemColumn{VLREQUIREMENTS, "VERSIONNUMBER"};
     case eSAKReqReason:
-      return SystemColumn{VLREQUIREMENTS, "VERSIONREASON", true, true};
+      return SystemColumn{VLREQUIREMENTS, "VERSIONREASON", true};
     case eSAKReqDiscussionKey:
       return SystemColumn{VLDISCUSSIONREQUIREMENTS, "DISCUSSIONID"};
     case eSAKReqDiscussionStatus:
       return SystemColumn{VLDISCUSSIONS, "STATUS"};
     case eSAKReqRevDateTime:
-      return SystemColumn{VLREQUIREMENTS, "VERSIONDATETIME", true, false, true};
+      return SystemColumn{VLREQUIREMENTS, "VERSIONDATETIME", false, true};
     case eSAKReqBookmarkName:
       return SystemColumn{VLREQUIREMENTS, "BOOKMARKNAME"};
     case eSAKReqName:
-      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTNAME", true, true};
+      return SystemColumn{VLREQUIREMENTS, "REQUIREMENTNAME", true};
     case eSAKReqDocPosition:
       return SystemColumn{VLREQUIREMENTS, "DOCUMENTPOSITION"};
     case eSAKReqPackageKey:
       return SystemColumn{VLPACKAGEELEMENTS, "PACKAGEID"};
     case eSAKReqPackageName:
-      return SystemColumn{VLPACKAGES, "NAME", false, true};
+      return SystemColumn{VLPACKAGES, "NAME", true};
     case eSAKReqSuspectDateTime:
-      return SystemColumn{VLREQUIREMENTS, "SUSPECTDATETIME", true, false, true};
+      return SystemColumn{VLREQUIREMENTS, "SUSPECTDATETIME", false, true};
     default:
       return std::nullopt;
   }
@@ -75,7 +75,7 @@ std::optional<SystemColumn> RequirementColumn(long key) {
 std::optional<SystemColumn> DiscussionColumn(long key) {
   switch (key) {
     case eSAKDiscSubject:
-      return SystemColumn{VLDISCUSSIONS, "SUBJECT", true};
+      return SystemColumn{VLDISCUSSIONS, "SUBJECT"};
     case eSAKDiscReqKey:
       return SystemColumn{VLDISCUSSIONREQUIREMENTS, "REQUIREMENTID"};
     case eSAKDiscAuthor:
@@ -91,7 +91,7 @@ std::optional<SystemColumn> DiscussionColumn(long key) {
     case eSAKDiscDiscussionKey:
       return SystemColumn{VLDISCUSSIONS, "ID"};
     case eSAKDiscSubmitDate:
-      return SystemColumn{VLDISCUSSIONS, "SUBMITDATETIME", true};
+      return SystemColumn{VLDISCUSSIONS, "SUBMITDATETIME"};
     case eSAKDiscUser:
     case eSAKDiscUserKey:
       return SystemColumn{VLDISCUSSIONUSERS, "USERID"};
@@ -112,9 +112,31 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
     constexpr std::string_view source = "QuerySql.SystemAttrExpressionToSQL";
     const ProjStructSpecifier& spec = oExpr.ProjStruSpec();
     const auto T = [&](std::string_view table) { return DatabaseSchemaAndTable(&spec, table); };
-    const bool N = oExpr.ExprNot();
-    const enumExpressionOperator O = oExpr.Operator();
+    bool N = oExpr.ExprNot();
+    enumExpressionOperator O = oExpr.Operator();
     const long K = text::IsDecimalWhole(oExpr.AttrKey()) ? std::stol(oExpr.AttrKey()) : 0;
+    // A root tag number names a place in the tree and what lies below it, a
+    // document flag test is true or false: "<>" is the complement of "=".
+    if ((K == eSAKReqRootTagNbr || K == eSAKReqIsDocTextCurrent) && O == eEONotEquals) {
+      O = eEOEquals;
+      N = !N;
+    }
+    // The root tag number's column for a dotted number: the leading levels
+    // compare by "=", the column of the last level is left for the operator.
+    // The levels are checked whole numbers; lastLevel receives the last.
+    const auto rootTagColumn = [&](const Variant& value, std::string& lastLevel) {
+      const auto levels = typed_values::DottedWholeNumber(typed_values::ValueText(value));
+      if (!levels)
+        throw Failure(kUnexpectedFailureNumber, std::string(source), "a root tag number that isn't a dotted number");
+      std::string col;
+      int offset = 0;
+      for (std::size_t i = 0; i + 1 < levels->size(); ++i, offset += 10) {
+        col += " " + BuildRootTagNbrSQL(offset, oExpr) + std::string(EQ) + std::to_string((*levels)[i]) + " " + "AND" +
+               " ";
+      }
+      lastLevel = " " + std::to_string(levels->back());
+      return col + " " + BuildRootTagNbrSQL(offset, oExpr);
+    };
     const bool E = sqlconv::IsNoEntry(oExpr.Value());
     const bool oracle = lDatabaseType_ == eDBTOracle;
     const std::string isWord = " " + std::string(IS) + " ";
@@ -141,28 +163,19 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
 
     // 2. Column.
     std::string COL;
+    std::string rootTagLast;
     bool isDate = false;
     bool caseBlind = false;
     const enumQueryReturnTypes baseType = oExpr.BaseType();
     if (baseType == eBTRequirements) {
       switch (K) {
-        case eSAKReqRootTagNbr: {
-          // A dotted number: the leading levels compare by "=", the written
-          // operator applies to the last level.
-          std::string rest = oExpr.Value().ToText();
-          int offset = 0;
-          for (std::size_t dot = rest.find('.'); dot != std::string::npos; dot = rest.find('.')) {
-            const long part = sqlconv::ToLong(Variant(rest.substr(0, dot)), source);
-            COL += " " + BuildRootTagNbrSQL(offset, oExpr) + std::string(EQ) + std::to_string(part) + " " + "AND" +
-                   " ";
-            offset += 10;
-            rest = rest.substr(dot + 1);
+        case eSAKReqRootTagNbr:
+          // An In list writes the column of each item in step 7.
+          if (O != eEOIN) {
+            COL = rootTagColumn(oExpr.Value(), rootTagLast);
+            S += " " + COL;
           }
-          COL += " " + BuildRootTagNbrSQL(offset, oExpr);
-          oExpr.SetValue(Variant(sqlconv::ToLong(Variant(rest), source)));
-          S += " " + COL;
           break;
-        }
         case eSAKReqHierLevel: {
           std::string L;
           switch (lDatabaseType_) {
@@ -206,10 +219,18 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
           const std::string& c = COL;
           switch (lDatabaseType_) {
             case eDBTAccess:
+            case eDBTAccess2:
               S += current ? "(NOT ((" + c + "\\1) MOD 2)=1" + nl + "AND NOT ((" + c + "\\4) MOD 2)=1" + nl +
                                  "AND NOT ((" + c + "\\16) MOD 2)=1)"
                            : "(((" + c + "\\1) MOD 2)=1" + nl + "OR ((" + c + "\\4) MOD 2)=1" + nl + "OR ((" + c +
                                  "\\16) MOD 2)=1)";
+              break;
+            case eDBTDB2:
+              // BITAND as on Oracle, with the standard word for "not equal".
+              S += current ? "(((BITAND(" + c + ", 1)<>1) " + nl + "AND (BITAND(" + c + ", 4)<>4)" + nl +
+                                 "AND (BITAND(" + c + ", 16)<>16)))"
+                           : "(((BITAND(" + c + ", 1)=1) " + nl + "OR (BITAND(" + c + ", 4)=4)" + nl + "OR (BITAND(" +
+                                 c + ", 16)=16)))";
               break;
             case eDBTOracle:
               S += current ? "(((BITAND(" + c + ", 1)!=1) " + nl + "AND (BITAND(" + c + ", 4)!=4)" + nl +
@@ -238,7 +259,7 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
             if (column->caseBlind && oracle) COL = std::string(UPPER) + "(" + COL + ")";
             caseBlind = column->caseBlind;
             isDate = column->isDate;
-            if (column->always || O != eEOIN) S += " " + COL;
+            if (O != eEOIN) S += " " + COL;
             switch (K) {
               case eSAKReqDiscussionKey:
               case eSAKReqDiscussionStatus:
@@ -283,7 +304,7 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
       }
       if (const auto column = DiscussionColumn(K)) {
         COL = T(column->table) + "." + std::string(column->column);
-        if (column->always || O != eEOIN) S += " " + COL;
+        if (O != eEOIN) S += " " + COL;
         switch (K) {
           case eSAKDiscReqKey:
             DiscJoinRequirements = true;
@@ -308,6 +329,8 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
       V = std::string(NULL_);
       // SQL Server keeps an empty text where the others have none.
       if (lDatabaseType_ == eDBTSQLServer) emptyCloser = true;
+    } else if (K == eSAKReqRootTagNbr) {
+      V = rootTagLast;
     } else {
       V = ExprValToSQL(oExpr, false, 0);
     }
@@ -389,7 +412,8 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
     const std::string endOfDay = " 23" + Z + "59" + Z + "59";
     if (O == eEOBetween) {
       std::string high;
-      if (K == eSAKReqRootTagNbr) high = oExpr.HighValue().ToText();
+      if (K == eSAKReqRootTagNbr)
+        rootTagColumn(oExpr.HighValue(), high);
       else if (caseBlind && oracle) high = text::Upper(ExprValToSQL(oExpr, true, 0));
       else high = ExprValToSQL(oExpr, true, 0);
       S += V + " " + std::string(nlAND) + high;
@@ -411,19 +435,33 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
       }
     } else if (O == eEOIN) {
       // 7. The IN list: the column for each item, each negated under NOT.
-      S += "(";
-      bool first = true;
-      for (long item : oExpr.ListItemKeys()) {
-        if (!first) S += " " + std::string(N ? nlAND : nlOR);
-        first = false;
-        S += "(";
-        if (N) S += " " + std::string(NOT);
-        S += " " + COL;
-        const std::string W = ExprValToSQL(oExpr, false, item);
-        S += text::FindNoCase(W, NULL_) != std::string::npos ? isWord : std::string(EQ);
-        S += W + ")";
+      // Keys of project objects stand in ListItemKeys, free values in
+      // ListItemValues.
+      std::vector<std::string> terms;
+      const auto item = [&](const std::string& comparison) {
+        terms.push_back("(" + (N ? " " + std::string(NOT) : std::string()) + " " + comparison + ")");
+      };
+      const auto compare = [&](const std::string& column, const std::string& W) {
+        return column + (text::FindNoCase(W, NULL_) != std::string::npos ? isWord : std::string(EQ)) + W;
+      };
+      if (!oExpr.IsEdit()) {
+        for (long key : oExpr.ListItemKeys()) item(compare(COL, ExprValToSQL(oExpr, false, key)));
+      } else if (K == eSAKReqRootTagNbr) {
+        for (const Variant& value : oExpr.ListItemValues()) {
+          std::string last;
+          const std::string column = rootTagColumn(value, last);
+          item("(" + column + std::string(EQ) + last + ")");
+        }
+      } else {
+        for (const Variant& value : oExpr.ListItemValues()) {
+          std::string W = ExprValueToSQL_(oExpr, value);
+          if (caseBlind && oracle) W = text::Upper(W);
+          // "<NO ENTRY>" among free values: the column has no value.
+          if (sqlconv::IsNoEntry(value)) W = " " + std::string(NULL_);
+          item(compare(COL, W));
+        }
       }
-      S += ")";
+      S += "(" + sqlconv::JoinInTerms(terms, " " + std::string(N ? nlAND : nlOR)) + ")";
     } else if (K != eSAKReqIsDocTextCurrent) {
       S += V;
     }

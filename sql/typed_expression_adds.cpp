@@ -6,6 +6,7 @@
 #include "model/typed_comp_rel_expression.h"
 #include "model/typed_complex_expression.h"
 #include "parser/complex_expression.h"
+#include "parser/simple_expression.h"
 #include "sql/query_sql.h"
 
 namespace vlq {
@@ -55,6 +56,18 @@ enumQueryEngineError QuerySql::AddTypedSortExpression(bool& bStopOnErr,
     if (!oSortExpr) {
       result = eQEEExpressionNothing;
       return;
+    }
+    // A sort list is a sequence of sort expressions: a NOT or a group would
+    // be passed over by the ORDER BY without a word.
+    for (const std::shared_ptr<Token>& oToken : oSortExpr->Tokens()) {
+      const enumTokenType eType = oToken->TokenType();
+      if (eType == eTTAndConnector || eType == eTTOrConnector) continue;
+      const auto oSimple = eType == eTTExpression ? oToken->AsSimpleExpression() : nullptr;
+      if (!oSimple || oSimple->ExprNot()) {
+        sErrInfo = modMain::Message(14137);
+        result = eQEEExprConnErr;
+        return;
+      }
     }
     auto oTyped = std::make_shared<TypedComplexExpression>();
     oTyped->SetComplexExpression(oSortExpr);

@@ -60,7 +60,7 @@ class TraceWorld : public ::testing::Test {
         engine.Fetch(eBTRequirements, eQLTByPrefix, project_, "ReqType.Prefix(PR) " + sections, info, rows, def);
     EXPECT_EQ(result, eQEENone) << info;
     EXPECT_EQ(info, project_->GUID());
-    EXPECT_EQ(test::WorkTableRows(store_), 0) << sections;
+    EXPECT_EQ(test::WorkTableRows(*project_), 0) << sections;
     return test::KeysOf(rows);
   }
 
@@ -177,7 +177,7 @@ TEST_F(TraceWorld, StatementsOfAFetchWithTwoIndirectFilters) {
   EXPECT_EQ(sent[hits2 + 4].rows, 1);
   // No requirement traces to an SR and is traced from one.
   EXPECT_EQ(test::KeysOf(rows), (Keys{}));
-  EXPECT_EQ(test::WorkTableRows(store_), 0);
+  EXPECT_EQ(test::WorkTableRows(*project_), 0);
 }
 
 // A chain A -> B -> C with C of the destination type: A is no direct hit;
@@ -201,13 +201,13 @@ TEST(TransitiveClosure, ChainOfTwoStepsIsWalkedLevelByLevel) {
   ASSERT_EQ(sql.BuildTransClosure(*rel, info), eQEENone) << info;
 
   const std::string S = std::to_string(rel->SessionID());
-  EXPECT_EQ(test::ScalarOf(store, "SELECT COUNT(*) FROM VLTRACETABLETEMP WHERE SESSIONID=" + S +
-                                      " AND ROOTID=1 AND ((ID=2 AND LVL=1) OR (ID=3 AND LVL=2))"),
+  EXPECT_EQ(test::ScalarOf(*project, "SELECT COUNT(*) FROM VLTRACETABLETEMP WHERE SESSIONID=" + S +
+                                         " AND ROOTID=1 AND ((ID=2 AND LVL=1) OR (ID=3 AND LVL=2))"),
             2);
-  EXPECT_EQ(test::ScalarOf(store, "SELECT COUNT(*) FROM VLTRACETABLETEMP WHERE SESSIONID=" + S), 2);
+  EXPECT_EQ(test::ScalarOf(*project, "SELECT COUNT(*) FROM VLTRACETABLETEMP WHERE SESSIONID=" + S), 2);
   // Only the root of the chain is a hit.
-  EXPECT_EQ(test::ScalarOf(store, "SELECT COUNT(*) FROM VLTRACETABLEINDIR WHERE SESSIONID=" + S + " AND ID=1"), 1);
-  EXPECT_EQ(test::ScalarOf(store, "SELECT COUNT(*) FROM VLTRACETABLEINDIR WHERE SESSIONID=" + S), 1);
+  EXPECT_EQ(test::ScalarOf(*project, "SELECT COUNT(*) FROM VLTRACETABLEINDIR WHERE SESSIONID=" + S + " AND ID=1"), 1);
+  EXPECT_EQ(test::ScalarOf(*project, "SELECT COUNT(*) FROM VLTRACETABLEINDIR WHERE SESSIONID=" + S), 1);
   const auto& sent = project->Statements();
   ASSERT_EQ(sent.size(), 5U);  // hits, levels 1 to 3, roots
   EXPECT_EQ(sent[0].rows, 0);
@@ -224,11 +224,11 @@ TEST(TransitiveClosure, ChainOfTwoStepsIsWalkedLevelByLevel) {
   EXPECT_EQ(sent[5].rows, 1);
   EXPECT_EQ(sent[6].sql.rfind("DELETE \r\nFROM VLTRACETABLETEMP \r\nWHERE SESSIONID=" + S, 0), 0U);
   EXPECT_EQ(sent[6].rows, 2);
-  EXPECT_EQ(test::ScalarOf(store, "SELECT COUNT(*) FROM VLTRACETABLEINDIR WHERE SESSIONID=" + S), 1);
+  EXPECT_EQ(test::ScalarOf(*project, "SELECT COUNT(*) FROM VLTRACETABLEINDIR WHERE SESSIONID=" + S), 1);
   EXPECT_FALSE(rel->DirectOnly());
 
   ASSERT_EQ(sql.DumpSessionIndirTraceRecords(rel->SessionID(), info), eQEENone);
-  EXPECT_EQ(test::WorkTableRows(store), 0);
+  EXPECT_EQ(test::WorkTableRows(*project), 0);
 }
 
 // Chains of 50 and 51 steps to a requirement with a direct hit: the walk stops
@@ -267,7 +267,7 @@ TEST(TransitiveClosure, ChainsAreFollowedForFiftyLevels) {
     }
   }
   EXPECT_EQ(levels, 50);
-  EXPECT_EQ(test::WorkTableRows(store), 0);
+  EXPECT_EQ(test::WorkTableRows(*project), 0);
 }
 
 // The second test of a filter with several destinations concerns only those
@@ -366,7 +366,7 @@ TEST(RelationshipExternal, DestinationInAnotherProjectFile) {
               eQEENone)
         << info;
     EXPECT_EQ(test::KeysOf(result), row.expected) << row.sections;
-    EXPECT_EQ(test::WorkTableRows(store), 0);
+    EXPECT_EQ(test::WorkTableRows(*project), 0);
   }
 }
 

@@ -96,8 +96,39 @@ inline long ScalarOf(const StoreFixture& store, const std::string& sql) {
   return value;
 }
 
-inline long WorkTableRows(const StoreFixture& store) {
-  return ScalarOf(store, "SELECT (SELECT COUNT(*) FROM VLTRACETABLEINDIR) + (SELECT COUNT(*) FROM VLTRACETABLETEMP)");
+// One whole number read through a project's own database access: the work
+// tables of the closure and the tree order are the connection's own, so they
+// are seen only there.
+inline long ScalarOf(Project& project, const std::string& sql) {
+  // A recording decorator would record the reading too: read past it.
+  if (auto* forwarding = dynamic_cast<ForwardingProject*>(&project)) return ScalarOf(*forwarding->Inner(), sql);
+  auto data = project.GetDataServices("");
+  if (!data) {
+    ADD_FAILURE() << "the project has no database access";
+    return -1;
+  }
+  long changed = 0;
+  const Rows rows = data->Execute(sql, changed)->GetRows();
+  if (rows.empty() || rows[0].empty() || !rows[0][0].IsWhole()) return -1;
+  return static_cast<long>(rows[0][0].Whole());
+}
+
+// Makes every INSERT into a work table of the project's connection fail from
+// now on (a temporary trigger of the connection): a failing statement of the
+// closure or the tree order on a real file.
+inline void FailInsertsInto(Project& project, const std::string& table) {
+  long changed = 0;
+  project.GetDataServices("")->Execute("CREATE TEMP TRIGGER VLFAIL_" + table + " BEFORE INSERT ON " + table +
+                                           " BEGIN SELECT RAISE(ABORT, 'injected failure'); END",
+                                       changed);
+}
+
+// The rows of every work table, as the project's connection sees them.
+inline long WorkTableRows(Project& project) {
+  return ScalarOf(project,
+                  "SELECT (SELECT COUNT(*) FROM VLTRACETABLEINDIR) + (SELECT COUNT(*) FROM VLTRACETABLETEMP) + "
+                  "(SELECT COUNT(*) FROM VLHIERARCHYTABLETEMP) + (SELECT COUNT(*) FROM VLHIERARCHYORDEREDLEVELSTEMP) "
+                  "+ (SELECT COUNT(*) FROM VLHIERARCHYFINALORDERTEMP)");
 }
 
 // Binds sql to project for a requirement query on the base type sBaseType.

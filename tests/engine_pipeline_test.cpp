@@ -153,6 +153,16 @@ TEST_F(EnginePipeline, ArgumentChecksOfThePublicOperations) {
   // Documents pass the check, read no section and get no statement.
   EXPECT_EQ(engine.Validate(eBTDocuments, eQLTByPrefix, project, "some text", info, def), eQEENone);
   EXPECT_EQ(info, "\r\n" + modMain::MessageWithArg(14004, "some text"));
+
+  // A closed engine takes no more queries, and says so.
+  engine.CloseQueryEngine();
+  EXPECT_EQ(engine.Validate(eBTRequirements, eQLTByPrefix, project, "", info, def), eQEENoQuery);
+  EXPECT_EQ(info, modMain::Message(14135));
+  EXPECT_EQ(engine.Validate2(eBTRequirements, eQLTByPrefix, project, "", info, def), eQEENoQuery);
+  EXPECT_EQ(engine.Build(eBTRequirements, eQLTByPrefix, project, "", info, def), eQEENoQuery);
+  EXPECT_EQ(engine.Fetch(eBTRequirements, eQLTByPrefix, project, "", info, rows, def, true), eQEENoQuery);
+  EXPECT_EQ(Keys(rows), (std::vector<long>{1}));
+  engine.CloseQueryEngine();
 }
 
 TEST_F(EnginePipeline, ReadingFailuresOfTheBaseSection) {

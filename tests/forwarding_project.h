@@ -30,7 +30,7 @@ class ForwardingProject : public Project {
     return inner_->GetDataServices(connectionKey);
   }
 
- protected:
+  // The decorated project.
   const std::shared_ptr<Project>& Inner() const { return inner_; }
 
  private:

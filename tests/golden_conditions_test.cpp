@@ -160,7 +160,29 @@ TEST_F(GoldenConditions, SystemAttributes) {
       {"5", "", "IsDocTextCurrent = False",
        "((VLREQUIREMENTS.FLAGS=VLREQUIREMENTS.FLAGS|1\r\nOR VLREQUIREMENTS.FLAGS=VLREQUIREMENTS.FLAGS|4\r\n"
        "OR VLREQUIREMENTS.FLAGS=VLREQUIREMENTS.FLAGS|16))"},
-      {"4", "", "IsDocTextCurrent = False", ""},
+      // Access2 takes the Access form, DB2 a form of its own; "<>" negates.
+      {"4", "", "IsDocTextCurrent = False",
+       "(((VLREQUIREMENTS.FLAGS\\1) MOD 2)=1\r\nOR ((VLREQUIREMENTS.FLAGS\\4) MOD 2)=1\r\n"
+       "OR ((VLREQUIREMENTS.FLAGS\\16) MOD 2)=1)"},
+      {"7", "", "IsDocTextCurrent = True",
+       "(((BITAND(VLREQUIREMENTS.FLAGS, 1)<>1) \r\nAND (BITAND(VLREQUIREMENTS.FLAGS, 4)<>4)\r\n"
+       "AND (BITAND(VLREQUIREMENTS.FLAGS, 16)<>16)))"},
+      {"1", "", "IsDocTextCurrent <> True",
+       " ( NOT  ((NOT ((VLREQUIREMENTS.FLAGS\\1) MOD 2)=1\r\nAND NOT ((VLREQUIREMENTS.FLAGS\\4) MOD 2)=1\r\n"
+       "AND NOT ((VLREQUIREMENTS.FLAGS\\16) MOD 2)=1))\r\nOR VLREQUIREMENTS.FLAGS IS NULL)"},
+      // "<>" on a root tag number is the complement of "=": neither the place
+      // nor anything below it.
+      {"1", "", "RootTag# <> 1.2",
+       " ( NOT  (   IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >9, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10)), -1)=1 AND "
+       "  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >19, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 11, 10)), -1)= 2)\r\n"
+       "OR   IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >9, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10)), -1)=1 AND "
+       "  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >19, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 11, 10)), -1) IS NULL)"},
+      {"1", "", "RootTag# In 1.2, 3",
+       "(( (  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >9, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10)), -1)=1 AND "
+       "  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >19, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 11, 10)), -1)= 2))"
+       " \r\nOR ( (  IIF(LEN(VLREQUIREMENTS.LONGTAGNUMBER) >9, VAL(MID(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10)), -1)= 3)))"},
+      {"1", "", "Name In a, \"<NO ENTRY>\"",
+       "(( VLREQUIREMENTS.REQUIREMENTNAME= 'a') \r\nOR ( VLREQUIREMENTS.REQUIREMENTNAME IS   NULL))"},
       // The tag in capitals; an empty author is 0.
       {"1", "", "Tag = pr", " VLREQUIREMENTS.REQUIREMENTPREFIX= 'PR'"},
       {"1", "", "KeyScalar = \"<NO ENTRY>\"", " VLREQUIREMENTS.ID= 0"},

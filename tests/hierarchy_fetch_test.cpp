@@ -23,12 +23,6 @@ class HierarchyFetch : public ::testing::Test {
  protected:
   void SetUp() override { store.Exec(test::ReadGolden("hierarchy_tree.sql")); }
 
-  long WorkTableRows() {
-    return test::ScalarOf(store,
-                          "SELECT (SELECT COUNT(*) FROM VLHIERARCHYTABLETEMP) + (SELECT COUNT(*) FROM "
-                          "VLHIERARCHYORDEREDLEVELSTEMP) + (SELECT COUNT(*) FROM VLHIERARCHYFINALORDERTEMP)");
-  }
-
   // The first column of a successful Fetch of "ReqType.Prefix(PR) " and
   // sQuery; the work tables must be empty afterwards.
   Rows FetchRows(const std::shared_ptr<Project>& project, const std::string& sQuery, bool bRetainHierarchy = true) {
@@ -38,7 +32,7 @@ class HierarchyFetch : public ::testing::Test {
     const auto result = engine.Fetch(eBTRequirements, eQLTByPrefix, project, sQuery, info, rows, def, bRetainHierarchy);
     EXPECT_EQ(result, eQEENone) << sQuery << ": " << info;
     EXPECT_EQ(info, project->GUID()) << sQuery;
-    EXPECT_EQ(WorkTableRows(), 0) << sQuery;
+    EXPECT_EQ(test::WorkTableRows(*project), 0) << sQuery;
     return rows;
   }
   Keys Fetch(const std::string& sQuery, bool bRetainHierarchy = true) {
@@ -57,14 +51,14 @@ TEST_F(HierarchyFetch, ParentsComeBeforeChildrenAndSiblingsFollowTheSort) {
     Keys keys;
   };
   const Row rows[] = {
-      // Without a sort siblings follow their tags. 41 has no parent in the
-      // tree and drops out with it.
-      {"ReqType.Prefix(PR)", {10, 11, 111, 112, 12, 13, 20, 21, 30}},
-      {"ReqType.Prefix(PR) PR.Sort(Rank Order Asc)", {10, 13, 11, 111, 112, 12, 30, 20, 21}},
-      {"ReqType.Prefix(PR) PR.Sort(Rank Order Desc)", {20, 21, 30, 10, 12, 11, 112, 111, 13}},
+      // Without a sort siblings follow their tags. 41 has no parent (there is
+      // no 4): it is a root, sorted among the roots.
+      {"ReqType.Prefix(PR)", {10, 11, 111, 112, 12, 13, 20, 21, 30, 41}},
+      {"ReqType.Prefix(PR) PR.Sort(Rank Order Asc)", {10, 13, 11, 111, 112, 12, 30, 20, 21, 41}},
+      {"ReqType.Prefix(PR) PR.Sort(Rank Order Desc)", {41, 20, 21, 30, 10, 12, 11, 112, 111, 13}},
       // The multi-select sort aggregates every statement of the run; the
-      // requirements without a value sort by tag.
-      {"ReqType.Prefix(PR) PR.Sort(Tags Order Asc)", {20, 21, 30, 10, 11, 111, 112, 12, 13}},
+      // requirements without a value sort first, then by tag.
+      {"ReqType.Prefix(PR) PR.Sort(Tags Order Asc)", {41, 20, 21, 30, 10, 11, 111, 112, 12, 13}},
       // 30 has two matching items and still comes once.
       {"ReqType.Prefix(PR) PR.Criteria(Tags In Red, Blue)", {10, 20, 30}},
       // Another type with the same tags is no ancestor.
@@ -85,8 +79,8 @@ TEST_F(HierarchyFetch, AncestorsOfTheHitsAreAddedOnce) {
       {"ReqType.Prefix(PR) PR.Criteria(Rank <= 2)", {10, 11, 111}},
       // Ancestors sort among themselves by the query's order too.
       {"ReqType.Prefix(PR) PR.Criteria(Rank = 9 OR Rank = 4) PR.Sort(Rank Order Desc)", {20, 21, 10, 11, 112}},
-      // A hit whose ancestors are missing from the data drops out.
-      {"ReqType.Prefix(PR) PR.Criteria(Rank = 10)", {}},
+      // A hit whose parent is missing from the data is a root of its own.
+      {"ReqType.Prefix(PR) PR.Criteria(Rank = 10)", {41}},
       {"ReqType.Prefix(PR) PR.Criteria(Rank = 100)", {}},
   };
   for (const Row& row : rows) EXPECT_EQ(Fetch(row.query), row.keys) << row.query;
@@ -105,7 +99,7 @@ TEST_F(HierarchyFetch, CountIncludesTheAncestors) {
 TEST_F(HierarchyFetch, LevelCriterionCutsTheFinishedTree) {
   // The roots only; the search itself isn't narrowed by the level.
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0)"), (Keys{10, 20, 30}));
-  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 1) PR.Sort(Rank Order Asc)"), (Keys{13, 11, 12, 21}));
+  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 1) PR.Sort(Rank Order Asc)"), (Keys{13, 11, 12, 21, 41}));
   // The hit is at level 2; its root, an ancestor, is what the level keeps.
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0 AND Rank = 1)"), (Keys{10}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0 AND Rank = 1)", false), (Keys{}));
@@ -117,9 +111,7 @@ TEST_F(HierarchyFetch, Access2ProjectsTakeTheAccessStatements) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Rank = 9) PR.Sort(Rank Order Asc)"), (Keys{10, 11, 112}));
 }
 
-// The statements of one run, in order, as the store received them: none may
-// fail, since a failure inside the pipeline is handled and shows only as
-// missing rows.
+// The statements of one run, in order, as the store received them.
 TEST_F(HierarchyFetch, StatementsOfARunOnTheStore) {
   struct Expected {
     const char* start;
@@ -135,8 +127,11 @@ TEST_F(HierarchyFetch, StatementsOfARunOnTheStore) {
       }
     }
   };
-  const char* kHits = "INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) \r\nSELECT  ";
-  const char* kAncestors = "INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER)  \r\n";
+  const char* kHits =
+      "INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) \r\nSELECT DISTINCT ";
+  const char* kAncestors =
+      "INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) \r\nSELECT "
+      "DISTINCT ";
   const char* kLevels = "SELECT MAX(LEN(LONGTAGNUMBER)) / 10 AS Levels FROM VLHIERARCHYTABLETEMP WHERE SESSIONID = ";
   const char* kLevel = "INSERT INTO VLHIERARCHYORDEREDLEVELSTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)\r\n";
   const char* kOrderTag = "INSERT INTO VLHIERARCHYFINALORDERTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER, ORDERTAG)";
@@ -147,17 +142,40 @@ TEST_F(HierarchyFetch, StatementsOfARunOnTheStore) {
 
   auto recording = std::make_shared<test::RecordingProject>(store.Open());
   EXPECT_EQ(test::KeysOf(FetchRows(recording, "ReqType.Prefix(PR) PR.Criteria(Rank = 1)")), (Keys{10, 11, 111}));
-  std::vector<Expected> expected = {{kHits, 1},  {kAncestors, 2}, {kLevels, -1}, {kLevel, 1}, {kLevel, 1},
-                                    {kLevel, 1}, {kOrderTag, 1},  {kOrderTag, 1}, {kOrderTag, 1}, {kFinal, -1}};
+  // The hit at level 3, its parent, then its root; the level count once to
+  // walk up, once to order.
+  std::vector<Expected> expected = {{kHits, 1},     {kLevels, -1},  {kAncestors, 1}, {kAncestors, 1},
+                                    {kLevels, -1},  {kLevel, 1},    {kLevel, 1},     {kLevel, 1},
+                                    {kOrderTag, 1}, {kOrderTag, 1}, {kOrderTag, 1},  {kFinal, -1}};
   expected.insert(expected.end(), deletes.begin(), deletes.end());
   check(recording->Statements(), expected);
 
   // Nothing found: no level has rows, so no level or ORDERTAG statement runs.
   recording = std::make_shared<test::RecordingProject>(store.Open());
   EXPECT_EQ(test::KeysOf(FetchRows(recording, "ReqType.Prefix(PR) PR.Criteria(Rank = 100)")), Keys{});
-  expected = {{kHits, 0}, {kAncestors, 0}, {kLevels, -1}, {kFinal, -1}};
+  expected = {{kHits, 0}, {kLevels, -1}, {kLevels, -1}, {kFinal, -1}};
   for (Expected d : deletes) expected.push_back({d.start, 0});
   check(recording->Statements(), expected);
+}
+
+// A statement of the pipeline that fails leaves no true tree: Fetch raises it
+// and removes the session's rows, whichever table the failure is in.
+TEST_F(HierarchyFetch, AFailingStatementRaisesAndLeavesNoRows) {
+  for (const char* table : {"VLHIERARCHYTABLETEMP", "VLHIERARCHYORDEREDLEVELSTEMP", "VLHIERARCHYFINALORDERTEMP"}) {
+    SCOPED_TRACE(table);
+    auto failing = store.Open();
+    test::FailInsertsInto(*failing, table);
+    Rows rows;
+    std::string info;
+    std::shared_ptr<QueryDef> def;
+    EXPECT_THROW(engine.Fetch(eBTRequirements, eQLTByPrefix, failing, "ReqType.Prefix(PR) PR.Criteria(Rank = 1)", info,
+                              rows, def, true),
+                 Failure);
+    EXPECT_TRUE(rows.empty());
+    EXPECT_EQ(test::WorkTableRows(*failing), 0);
+    long changed = 0;
+    failing->GetDataServices("")->Execute(std::string("DROP TRIGGER VLFAIL_") + table, changed);
+  }
 }
 
 }  // namespace

@@ -52,9 +52,9 @@ void SetAllJoins(QuerySql& sql) {
 }
 
 TEST(HierarchyStatements, MainStatementBecomesTheInsertOfItsHits) {
-  // Access and SQL Server keep the ORDER BY in the INSERT; Oracle and DB2 cut
-  // it. An aggregated statement aggregates all three columns and keeps its
-  // GROUP BY. Access2 takes the Access statements.
+  // The ORDER BY goes and a requirement stands once. An aggregated statement
+  // aggregates all three columns and keeps its GROUP BY. Access2 takes the
+  // Access statements.
   struct Row {
     long db;
     const char* schema;
@@ -79,32 +79,13 @@ TEST(HierarchyStatements, MainStatementBecomesTheInsertOfItsHits) {
   }
 }
 
-TEST(HierarchyStatements, AncestorsInsertHasThePrefixTestOfItsDialect) {
+TEST(HierarchyStatements, AncestorsOfALevelInEveryDialect) {
   for (const Dialect& d : kDialects) {
     QuerySql sql;
     SetDialect(sql, d.db, d.schema);
-    EXPECT_EQ(sql.SecondPassHierarchySQL_(kSession, 5), ReadGolden("hierarchy_second_pass_" + d.name + ".sql")) << d.db;
+    EXPECT_EQ(hierarchy::AncestorsSQL(sql, kSession, 3, "1"), ReadGolden("hierarchy_ancestors_" + d.name + ".sql"))
+        << d.db;
   }
-}
-
-TEST(HierarchyStatements, RequirementTypeKeyIsTakenFromTheFirstTypeTerm) {
-  struct Row {
-    const char* sql;
-    long key;
-  };
-  const Row rows[] = {
-      {"WHERE VLREQUIREMENTS.REQUIREMENTTYPEID=5 \r\nAND X", 5},
-      {"WHERE R.REQUIREMENTTYPEID =   17 AND", 17},  // blanks behind the sign are skipped
-      {"WHERE R.REQUIREMENTTYPEID  =123", 123},     // two blanks are found
-      {"WHERE R.REQUIREMENTTYPEID   =123", 0},      // three are not
-      {"WHERE R.REQUIREMENTTYPEID=-3 ", -3},        // the first character may be a sign
-      {"WHERE R.REQUIREMENTTYPEID=x5", 0},          // but not any character
-      {"WHERE r.requirementtypeid=5", 0},           // the case counts
-      // The form without a blank wins over an earlier one with a blank.
-      {"A.REQUIREMENTTYPEID = 7 AND B.REQUIREMENTTYPEID=8", 8},
-  };
-  QuerySql sql;
-  for (const Row& row : rows) EXPECT_EQ(sql.ParseReqTypeKeyFromSQL_(row.sql), row.key) << row.sql;
 }
 
 TEST(HierarchyStatements, JoinsOfTheLevelStatementWithEveryFlag) {

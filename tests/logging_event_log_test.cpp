@@ -143,5 +143,23 @@ TEST(LoggingEventLog, CallbackLogHandsOnlySessionEventsToTheHost) {
   EXPECT_NO_THROW(throwing.Write("x", eEventError));
 }
 
+// A query's text can't forge a second line or pass for an escape.
+TEST(LoggingEventLog, OneLineTextEscapesEveryControlCharacterAndTheBackslash) {
+  const struct {
+    std::string text;
+    std::string line;
+  } rows[] = {
+      {"a\r\nb", "a\\r\\nb"},
+      {"tab\there", "tab\\there"},
+      {std::string("nul\0bell\a", 9), "nul\\x00bell\\x07"},
+      {"esc\x1b[31m", "esc\\x1B[31m"},
+      {"del\x7f", "del\\x7F"},
+      {"C:\\dir\\new", "C:\\\\dir\\\\new"},
+      {"\\n is not a line feed", "\\\\n is not a line feed"},
+      {"\xc3\xa4 stays", "\xc3\xa4 stays"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(platform::OneLineText(row.text), row.line) << row.text;
+}
+
 }  // namespace
 }  // namespace vlq

@@ -69,8 +69,8 @@ INSTANTIATE_TEST_SUITE_P(
     Lists, TokenizeTest,
     ::testing::Values(
         TokenizeCase{"a = 1 and b = 2 Or c = 3", eQEENone, 0, "E:a AND E:b OR E:c", true, false},
-        // A list may end in a connector, not begin with one.
-        TokenizeCase{"a = 1 AND", eQEENone, 0, "E:a AND", false, false},
+        // A list neither begins nor ends with a connector.
+        TokenizeCase{"a = 1 AND", eQEEExprConnErr, 14131, "E:a AND", false, false},
         TokenizeCase{"AND a = 1", eQEEExprStartErr, 14127, "", false, false},
         TokenizeCase{"a = 1 b = 2", eQEEExprConnErr, 14124, "E:a", false, false},
         TokenizeCase{"a = 1 OR OR b = 2", eQEEExprConnErr, 14123, "E:a OR", true, false},
@@ -92,10 +92,10 @@ INSTANTIATE_TEST_SUITE_P(
         TokenizeCase{"NOT (\"a\" = 1)", eQEENone, 0, "NOT (E:a)", false, true},
         TokenizeCase{"NOT (a = 1)", eQEEMissingExprOperator, 14019, "E:(a", false, false, ")"},
         TokenizeCase{"NOT AND a = 1", eQEEExprConnErr, 14126, "NOT", false, false},
-        TokenizeCase{"Not", eQEENone, 0, "NOT", false, false},
+        TokenizeCase{"Not", eQEEExprConnErr, 14126, "NOT", false, false},
         TokenizeCase{"a = 1 AND NOT (\"b\" = 1 OR c = 2)", eQEENone, 0, "E:a AND NOT (E:b OR E:c)", true, true},
-        // "()" ends the list with success; the rest isn't read.
-        TokenizeCase{"a = 1 AND () OR b = 2", eQEENone, 0, "E:a AND", false, false},
+        // An empty group says nothing and is refused.
+        TokenizeCase{"a = 1 AND () OR b = 2", eQEEMissingExprValue, 14132, "E:a AND", false, false},
         // Between and In take their whole value part.
         TokenizeCase{"a Between 1 And 2 AND b = 3", eQEENone, 0, "E:a AND E:b", false, false},
         TokenizeCase{"a In x, y OR b In z", eQEENone, 0, "E:a OR E:b", true, false},
@@ -200,22 +200,6 @@ class LoggingOn : public SettingsStore {
     return "1";
   }
 };
-
-TEST(TokenizeTest, EmptyParenthesesAreReportedToTheErrorHandler) {
-  std::vector<std::string> events;
-  ComponentFactories factories;
-  factories.settingsStore = [] { return std::make_shared<LoggingOn>(); };
-  factories.eventLog = [&events] { return std::make_shared<KeptEvents>(events); };
-  InstallComponentFactories(factories);
-  modMain::ReadOutputMode();
-  ComplexExpression oList;
-  EXPECT_TRUE(oList.Tokenize("a = 1 AND (b = 1)"));
-  EXPECT_TRUE(events.empty());
-  EXPECT_TRUE(oList.Tokenize("a = 1 AND () OR b = 2"));
-  InstallComponentFactories(DefaultComponentFactories());
-  ASSERT_EQ(events.size(), 1u);
-  EXPECT_NE(events[0].find("from ComplexExpression.Tokenize:"), std::string::npos) << events[0];
-}
 
 TEST(TokenTest, HoldsTextOrSharedObject) {
   Token oToken;

@@ -19,6 +19,7 @@ class CommaDecimalLocale : public LocaleServices {
   std::string FormatNumber(double dValue, int, int) const override { return std::to_string(dValue); }
   std::optional<double> TextToNumber(std::string_view) const override { return std::nullopt; }
   std::optional<DateSerial> TextToDate(std::string_view) const override { return std::nullopt; }
+  std::optional<DateSerial> TextToTime(std::string_view) const override { return std::nullopt; }
   std::optional<bool> TextToBoolean(std::string_view) const override { return std::nullopt; }
   std::string ShortDateText(DateSerial) const override { return {}; }
 };

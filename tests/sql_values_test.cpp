@@ -147,12 +147,10 @@ TEST(SqlValues, ExpressionValuesOfSystemAttributes) {
       {eDBTSQLServer, Expr("-17", true, eADTDateTime, eEOEquals, "nonsense"), " { ts '1800-01-01 00:00:00'}"},
       {eDBTOracle, Expr("-210", true, eADTDateTime, eEOEquals, Variant(At(2003, 4, 5))),
        "  TO_DATE('04/05/2003 00:00:00', 'mm/dd/yyyy HH24:MI:SS')"},
-      // The tag in capitals; key scalar and root tag: no entry is 0.
+      // The tag in capitals; key scalar: no entry is 0.
       {eDBTAccess, Expr("-2", true, eADTText, eEOEquals, "pr-1"), " 'PR-1'"},
       {eDBTAccess, Expr("-15", true, eADTWholeNumber, eEOEquals, "<No Entry>"), " 0"},
       {eDBTAccess, Expr("-15", true, eADTWholeNumber, eEOEquals, Variant(5)), " 5"},
-      {eDBTAccess, Expr("-3", true, eADTText, eEOEquals, "<NO ENTRY>"), " 0"},
-      {eDBTAccess, Expr("-3", true, eADTText, eEOEquals, "12"), " 12"},
       // Every other attribute: its value as a literal.
       {eDBTAccess, Expr("-20", true, eADTText, eEOEquals, "it's"), " 'it''s'"},
       {eDBTAccess, Expr("-9", true, eADTText, eEOEquals, "3"), " '3'"},

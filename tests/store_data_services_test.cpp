@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "closure_test_support.h"
 #include "platform/sqlite_connection.h"
 #include "platform/sqlite_project_manager.h"
 #include "services/failure.h"
@@ -205,18 +206,39 @@ TEST_F(StoreDataServices, OpenSchemaListsTheColumnsOfTablesAndViews) {
 TEST_F(StoreDataServices, TwoConnectionsShareTheFile) {
   auto other = platform::SqliteProjectManager::Create()->Open(store_.File())->GetDataServices("");
   long rows = 0;
-  data_->Execute("INSERT INTO VLTRACETABLEINDIR (ID, SESSIONID) VALUES (1, 100)", rows);
-  EXPECT_EQ(other->Execute("SELECT ID FROM VLTRACETABLEINDIR WHERE SESSIONID = 100", rows)->GetRows()[0].size(), 1u);
+  const auto count = [&] { return other->Execute("SELECT ID FROM VLPACKAGES", rows)->GetRows()[0].size(); };
+  data_->Execute("INSERT INTO VLPACKAGES (ID, NAME) VALUES (1, 'a')", rows);
+  EXPECT_EQ(count(), 1u);
 
-  store_.Exec("BEGIN IMMEDIATE; INSERT INTO VLTRACETABLEINDIR (ID, SESSIONID) VALUES (2, 100);");
-  EXPECT_EQ(other->Execute("SELECT ID FROM VLTRACETABLEINDIR WHERE SESSIONID = 100", rows)->GetRows()[0].size(), 1u);
+  // A writer waits for another writer's transaction instead of failing.
+  store_.Exec("BEGIN IMMEDIATE; INSERT INTO VLPACKAGES (ID, NAME) VALUES (2, 'b');");
+  EXPECT_EQ(count(), 1u);
   std::thread commit([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     store_.Exec("COMMIT");
   });
-  EXPECT_NO_THROW(data_->Execute("INSERT INTO VLTRACETABLEINDIR (ID, SESSIONID) VALUES (3, 100)", rows));
+  EXPECT_NO_THROW(data_->Execute("INSERT INTO VLPACKAGES (ID, NAME) VALUES (3, 'c')", rows));
   commit.join();
-  EXPECT_EQ(other->Execute("SELECT ID FROM VLTRACETABLEINDIR WHERE SESSIONID = 100", rows)->GetRows()[0].size(), 3u);
+  EXPECT_EQ(count(), 3u);
+}
+
+// The work tables are each connection's own: what a session writes there is
+// seen neither by another connection nor in the file.
+TEST_F(StoreDataServices, WorkRowsStayWithTheirConnection) {
+  auto other = platform::SqliteProjectManager::Create()->Open(store_.File())->GetDataServices("");
+  long rows = 0;
+  data_->Execute("INSERT INTO VLTRACETABLEINDIR (ID, SESSIONID) VALUES (1, 100)", rows);
+  EXPECT_EQ(data_->Execute("SELECT ID FROM VLTRACETABLEINDIR WHERE SESSIONID = 100", rows)->GetRows()[0].size(), 1u);
+  EXPECT_EQ(other->Execute("SELECT ID FROM VLTRACETABLEINDIR WHERE SESSIONID = 100", rows)->GetRows()[0].size(), 0u);
+  EXPECT_EQ(test::ScalarOf(store_, "SELECT COUNT(*) FROM VLTRACETABLEINDIR"), 0);
+}
+
+// Rows in the file's own work tables come from a run that was cut short in an
+// older version; opening the file removes them.
+TEST_F(StoreDataServices, OpeningClearsWorkRowsLeftInTheFile) {
+  store_.Exec("INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) VALUES (7, 1, '1')");
+  platform::SqliteProjectManager::Create()->Open(store_.File());
+  EXPECT_EQ(test::ScalarOf(store_, "SELECT COUNT(*) FROM VLHIERARCHYTABLETEMP"), 0);
 }
 
 }  // namespace

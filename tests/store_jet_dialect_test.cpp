@@ -8,10 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "engine/query_engine.h"
+#include "model/query_def.h"
 #include "model/text_util.h"
 #include "platform/jet_dialect.h"
 #include "platform/sqlite_project_manager.h"
 #include "services/failure.h"
+#include "sql_test_support.h"
 #include "store_fixture.h"
 
 namespace vlq {
@@ -188,10 +191,11 @@ TEST_F(JetOnFile, TheEnginesSortAndFilterFormsRun) {
 }
 
 TEST_F(JetOnFile, TheHierarchyOrderStatementsRun) {
-  store_.Exec(
-      "INSERT INTO VLHIERARCHYORDEREDLEVELSTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER) VALUES "
-      "(5, 1, '0000000002'), (5, 2, '0000000001'), (5, 3, '00000000010000000001');");
   long rows = 0;
+  data_->Execute(
+      "INSERT INTO VLHIERARCHYORDEREDLEVELSTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER) VALUES "
+      "(5, 1, '0000000002'), (5, 2, '0000000001'), (5, 3, '00000000010000000001')",
+      rows);
   data_->Execute(
       "INSERT INTO VLHIERARCHYFINALORDERTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER, ORDERTAG)\r\n"
       " SELECT 5 AS SESSIONID, One.REQUIREMENTID, One.LONGTAGNUMBER, String(10 - Len(One.DATAORDER), '0') & "
@@ -309,6 +313,43 @@ TEST_F(JetExternalDatabase, ThePathIsMatchedWithoutCaseAndUnknownPathsFail) {
     EXPECT_EQ(f.Source(), "DataServices.Execute");
     EXPECT_NE(f.Description().find("/NOWHERE/X.mdb"), std::string::npos);
   }
+}
+
+// A quote in the directory of an external project stays inside the literal
+// of the external-database clause, and the subqueries read that file.
+TEST(JetExternalDatabasePath, AQuoteInThePathIsDoubled) {
+  StoreFixture main{test::ProjectInfo(1, "MAIN")};
+  StoreFixture ext{test::ProjectInfo(2, "EXT"), "Ext.vlp"};
+  const std::filesystem::path dir = main.Dir() / "o'brien";
+  std::filesystem::create_directories(dir);
+  ext.AddReqType(7, "EX");
+  ext.AddAttr(15, 7, "Platforms", eADTMultiSelectList);
+  ext.AddListItem(15, 50, 1, "Linux");
+  ext.AddRequirement(101, 7, LongTag({1}));
+  ext.AddRequirement(102, 7, LongTag({2}));
+  ext.ChooseItem(101, 15, 50);
+  ext.Exec("PRAGMA wal_checkpoint(TRUNCATE)");
+  std::filesystem::copy_file(ext.File(), dir / "Ext.vlp");
+  main.AddReqType(5, "PR");
+  main.AddRequirement(1, 5, LongTag({1}));
+  main.AddRequirement(2, 5, LongTag({2}));
+  main.AddTrace(1, 101, false, 0, 1);
+  main.AddTrace(2, 102, false, 0, 1);
+  main.AddExtProject(1, "EXT", "{E}", "o'brien", "Ext.vlp");
+  const auto fetch = [&](const std::string& criteria) {
+    QueryEngine engine;
+    std::string info;
+    Rows rows;
+    std::shared_ptr<QueryDef> def;
+    EXPECT_EQ(engine.Fetch(eBTRequirements, eQLTByPrefix, main.Open(),
+                           "ReqType.Prefix(PR) PR.RelCriteria(TRACED-TO In EXT.EX) EXT.EX.Criteria(" + criteria + ")",
+                           info, rows, def),
+              eQEENone)
+        << info;
+    return test::KeysOf(rows);
+  };
+  EXPECT_EQ(fetch("Platforms In Linux"), (std::vector<long>{1}));
+  EXPECT_EQ(fetch("NOT Platforms In Linux"), (std::vector<long>{2}));
 }
 
 }  // namespace

@@ -54,19 +54,15 @@ inline std::string ReadFile(const std::filesystem::path& file) {
   return text.str();
 }
 
-// Standard input from `input` (a file), and `environment` ("NAME=value")
-// added to the tool's environment.
-inline ToolRun RunVlquery(const std::vector<std::string>& args, const std::string& input,
-                          const std::vector<std::string>& environment = {});
-
-inline ToolRun RunVlquery(const std::vector<std::string>& args) { return RunVlquery(args, "/dev/null"); }
-
-inline ToolRun RunVlquery(const std::vector<std::string>& args, const std::string& input,
-                          const std::vector<std::string>& environment) {
+// Runs a program with the arguments given, no shell, standard input from
+// `input` (a file; empty by default), and `environment` ("NAME=value") added
+// to the program's environment.
+inline ToolRun RunProgram(const std::string& program, const std::vector<std::string>& args,
+                          const std::string& input = "/dev/null", const std::vector<std::string>& environment = {}) {
   TempDir capture;
   const std::string outFile = capture / "out";
   const std::string errFile = capture / "err";
-  std::vector<std::string> argv{VLQUERY_BINARY};
+  std::vector<std::string> argv{program};
   argv.insert(argv.end(), args.begin(), args.end());
   std::vector<char*> pointers;
   for (std::string& arg : argv) pointers.push_back(arg.data());
@@ -94,6 +90,13 @@ inline ToolRun RunVlquery(const std::vector<std::string>& args, const std::strin
   run.out = ReadFile(outFile);
   run.err = ReadFile(errFile);
   return run;
+}
+
+inline ToolRun RunVlquery(const std::vector<std::string>& args) { return RunProgram(VLQUERY_BINARY, args); }
+
+inline ToolRun RunVlquery(const std::vector<std::string>& args, const std::string& input,
+                          const std::vector<std::string>& environment = {}) {
+  return RunProgram(VLQUERY_BINARY, args, input, environment);
 }
 
 }  // namespace vlq::testing

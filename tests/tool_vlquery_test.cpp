@@ -380,5 +380,20 @@ TEST_F(ToolDemo, BuildPrintsTheQueryByPrefixKeyAndGuid) {
   EXPECT_EQ(lines[2].rfind("ReqType.GUID(" + typeGuid + ")", 0), 0u) << lines[2];
 }
 
+// A misspelt section keyword leaves its section unread; fetch and build say
+// so on standard error instead of answering as if there were no filter.
+TEST_F(ToolDemo, FetchAndBuildWarnOfTextThatWasNotRead) {
+  const std::string query = "ReqType.Prefix(PR) PR.Critera(Priority = High)";
+  for (const char* command : {"fetch", "build"}) {
+    const ToolRun run = RunVlquery({command, File(), query});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.err.rfind("warning: ", 0), 0u) << command << ": " << run.err;
+    EXPECT_NE(run.err.find("PR.Critera(Priority = High)"), std::string::npos) << run.err;
+  }
+  const ToolRun clean = RunVlquery({"fetch", File(), "ReqType.Prefix(PR) PR.Criteria(Priority = High)"});
+  EXPECT_EQ(clean.status, 0) << clean.err;
+  EXPECT_EQ(clean.err, "");
+}
+
 }  // namespace
 }  // namespace vlq::testing

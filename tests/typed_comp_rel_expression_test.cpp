@@ -112,9 +112,9 @@ TEST(TypedCompRelExpression, DirectionStatusAndDirectOnly) {
       // By key the direction is read from the number: the text is a trace
       // word, but not -100.
       {"TRACED-TO In 7", eQLTByKey, eRTTraceFrom, eSTAny, true, false, false, "TRACED-FROM In SR"},
-      // A later expression of a kind overrides the earlier one.
-      {"TRACED-TO In SR AND STATUS = SUSPECT AND NOT STATUS = SUSPECT", eQLTByPrefix, eRTTraceTo, eSTNotSuspect, true,
-       false, false, "TRACED-TO In SR AND NOT STATUS = \"SUSPECT\" "},
+      // Two trace expressions of one direction name their destinations together.
+      {"TRACED-TO In SR AND TRACED-TO In sr", eQLTByPrefix, eRTTraceTo, eSTAny, true, false, false,
+       "TRACED-TO In SR"},
   };
   for (const FlagRow& row : rows) {
     SCOPED_TRACE(row.text);
@@ -161,6 +161,19 @@ TEST(TypedCompRelExpression, FailuresGiveTheirCodesAndMessages) {
       {"TRACED-TO In SR AND Priority = High", eQLTByPrefix, eQEEUnknownExprPrefix, MessageWithArg(14059, "Priority")},
       {"TRACED-TO In XX", eQLTByPrefix, eQEEUnknownExprPrefix, MessageWithArg(14120, "XX")},
       {"TRACED-TO In NOEXT.PR", eQLTByPrefix, eQEEExtProjUnknown, MessageWithArg(14116, "NOEXT")},
+      // A base word is no requirement type a trace reaches.
+      {"TRACED-TO In REQUIREMENT", eQLTByPrefix, eQEEUnknownExprPrefix, MessageWithArg(14120, "REQUIREMENT")},
+      // A section is a conjunction of one word of each kind: anything that
+      // would be passed over or would replace an earlier word is refused.
+      {"TRACED-TO In SR OR STATUS = SUSPECT", eQLTByPrefix, eQEEExprConnErr, modMain::Message(14136)},
+      {"TRACED-TO In SR AND (STATUS = SUSPECT)", eQLTByPrefix, eQEEExprConnErr, modMain::Message(14136)},
+      {"TRACED-TO In SR AND TRACED-FROM In PR", eQLTByPrefix, eQEEExprConnErr, modMain::Message(14138)},
+      {"TRACED-TO In SR AND NOT TRACED-TO In PR", eQLTByPrefix, eQEEExprConnErr,
+       MessageWithArg(14139, "TRACED-TO")},
+      {"TRACED-TO In SR AND STATUS = SUSPECT AND NOT STATUS = SUSPECT", eQLTByPrefix, eQEEExprConnErr,
+       MessageWithArg(14139, "STATUS")},
+      {"TRACED-TO In SR AND DIRECT-ONLY = TRUE AND DIRECT-ONLY = FALSE", eQLTByPrefix, eQEEExprConnErr,
+       MessageWithArg(14139, "DIRECT-ONLY")},
   };
   for (const RelFailureRow& row : rows) {
     SCOPED_TRACE(row.text);

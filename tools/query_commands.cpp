@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 
+#include "engine/mod_main.h"
 #include "engine/query_engine.h"
 #include "model/query_def.h"
 #include "platform/sqlite_project_manager.h"
@@ -36,6 +37,13 @@ OpenedProject OpenProject(const QueryRequest& request) {
 int Refused(std::ostream& err, enumQueryEngineError result, const std::string& sErrorInfo) {
   err << "error " << static_cast<int>(result) << ": " << sErrorInfo << '\n';
   return kExitRefused;
+}
+
+// Text of the query that no section read: a typo such as "PR.Critera(...)"
+// would otherwise give the unfiltered answer without a word.
+void WarnOfUnreadText(const QueryEngine& engine, std::ostream& err) {
+  if (engine.LastUnreadText().empty()) return;
+  err << "warning: " << modMain::MessageWithArg(14004, engine.LastUnreadText()) << '\n';
 }
 
 }  // namespace
@@ -73,6 +81,7 @@ int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostr
       result = engine.Fetch(request.ReturnType, request.LookupType, project, request.Query, sErrorInfo, aResults,
                             oQueryDef, request.RetainHierarchy);
       if (result != eQEENone) return Refused(err, result, sErrorInfo);
+      WarnOfUnreadText(engine, err);
       WriteFetchResults(request, KeysFileOf(request, oQueryDef.get()), aResults, out);
       break;
     }
@@ -89,6 +98,7 @@ int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostr
     case QueryCommand::Build:
       result = engine.Build(request.ReturnType, request.LookupType, project, request.Query, sErrorInfo, oQueryDef);
       if (result != eQEENone) return Refused(err, result, sErrorInfo);
+      WarnOfUnreadText(engine, err);
       if (oQueryDef) {
         for (const std::string& line : BuildReport(*oQueryDef)) out << line << '\n';
       }
