@@ -54,8 +54,11 @@ inline std::string ReadFile(const std::filesystem::path& file) {
   return text.str();
 }
 
-// Runs a program with the arguments given, no shell, standard input empty.
-inline ToolRun RunProgram(const std::string& program, const std::vector<std::string>& args) {
+// Runs a program with the arguments given, no shell, standard input from
+// `input` (a file; empty by default), and `environment` ("NAME=value") added
+// to the program's environment.
+inline ToolRun RunProgram(const std::string& program, const std::vector<std::string>& args,
+                          const std::string& input = "/dev/null", const std::vector<std::string>& environment = {}) {
   TempDir capture;
   const std::string outFile = capture / "out";
   const std::string errFile = capture / "err";
@@ -67,11 +70,16 @@ inline ToolRun RunProgram(const std::string& program, const std::vector<std::str
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 1, outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
   posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
   pid_t pid = 0;
-  const int rc = ::posix_spawn(&pid, argv[0].c_str(), &actions, nullptr, pointers.data(), environ);
+  std::vector<std::string> variables(environment);
+  for (char** at = environ; *at; ++at) variables.emplace_back(*at);
+  std::vector<char*> envp;
+  for (std::string& variable : variables) envp.push_back(variable.data());
+  envp.push_back(nullptr);
+  const int rc = ::posix_spawn(&pid, argv[0].c_str(), &actions, nullptr, pointers.data(), envp.data());
   posix_spawn_file_actions_destroy(&actions);
   if (rc != 0) throw std::runtime_error("cannot start " + argv[0]);
   int wstatus = 0;
@@ -85,5 +93,10 @@ inline ToolRun RunProgram(const std::string& program, const std::vector<std::str
 }
 
 inline ToolRun RunVlquery(const std::vector<std::string>& args) { return RunProgram(VLQUERY_BINARY, args); }
+
+inline ToolRun RunVlquery(const std::vector<std::string>& args, const std::string& input,
+                          const std::vector<std::string>& environment = {}) {
+  return RunProgram(VLQUERY_BINARY, args, input, environment);
+}
 
 }  // namespace vlq::testing

@@ -56,6 +56,18 @@ std::vector<std::string> BuildReport(const QueryDef& oQueryDef) {
   return lines;
 }
 
+enumQueryEngineError FetchForTool(const QueryRequest& request, std::string& sErrorInfo, Rows& aResults,
+                                  std::filesystem::path& keysFile) {
+  const OpenedProject opened = OpenProject(request);
+  QueryEngine engine;
+  std::shared_ptr<QueryDef> oQueryDef;
+  const enumQueryEngineError result = engine.Fetch(request.ReturnType, request.LookupType, opened.Opened,
+                                                   request.Query, sErrorInfo, aResults, oQueryDef,
+                                                   request.RetainHierarchy);
+  if (result == eQEENone) keysFile = KeysFileOf(request, oQueryDef.get());
+  return result;
+}
+
 int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostream& out, std::ostream& err) {
   const OpenedProject opened = OpenProject(request);
   const std::shared_ptr<Project>& project = opened.Opened;
@@ -71,11 +83,7 @@ int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostr
                             oQueryDef, request.RetainHierarchy);
       if (result != eQEENone) return Refused(err, result, sErrorInfo);
       WarnOfUnreadText(engine, err);
-      // One key per line; a NULL cell gives an empty line, so that the line
-      // count is always the row count.
-      if (!aResults.empty()) {
-        for (const Variant& cell : aResults.front()) out << cell.ToText() << '\n';
-      }
+      WriteFetchResults(request, KeysFileOf(request, oQueryDef.get()), aResults, out);
       break;
     }
     case QueryCommand::Validate:

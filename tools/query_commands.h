@@ -4,11 +4,14 @@
 // refusals to `err`, and give the tool's exit status. Unexpected failures
 // (database, file) leave as Failure for the caller to report.
 
+#include <filesystem>
 #include <iosfwd>
 #include <string>
 #include <vector>
 
 #include "engine/enums.h"
+#include "model/variant.h"
+#include "result_formats.h"
 
 namespace vlq {
 class QueryDef;
@@ -34,9 +37,26 @@ struct QueryRequest {
   std::string DialectCode;  // "dbmsnamecode"; empty: the project's own
   std::string Schema;       // "schema" with its closing dot; empty: the project's own
   bool SchemaGiven = false;
+  ResultFormat Format = ResultFormat::Keys;  // fetch: how the rows are shown
+  std::vector<std::string> Columns;          // fetch: attribute labels, "identifier"
 };
 
 int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostream& out, std::ostream& err);
+
+// Runs Fetch as `fetch` does; on success aResults holds what the engine gave
+// and keysFile the project file that its keys belong to (an external
+// project's for a query on one of its types).
+enumQueryEngineError FetchForTool(const QueryRequest& request, std::string& sErrorInfo, Rows& aResults,
+                                  std::filesystem::path& keysFile);
+
+// Writes the rows of a fetch in the request's format. A COUNT query prints
+// its count as it is, in every format. Defined in fetch_results.cpp.
+void WriteFetchResults(const QueryRequest& request, const std::filesystem::path& keysFile, const Rows& aResults,
+                       std::ostream& out);
+
+// The project file whose keys a query returns: the request's file, or that of
+// the external project that the query's base type belongs to.
+std::filesystem::path KeysFileOf(const QueryRequest& request, const QueryDef* oQueryDef);
 
 // What `build` prints of a query definition: its text by prefix, by key and by
 // GUID, one per line, then one line per expression that holds a build error.

@@ -9,17 +9,22 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "demo_project.h"
+#include "engine/version.h"
 #include "model/text_util.h"
 #include "platform/locale_services.h"
 #include "platform/project_location.h"
 #include "platform/store_project_manager.h"
 #include "query_commands.h"
+#include "reqif_commands.h"
 #include "services/components.h"
 #include "services/failure.h"
 #include "store_commands.h"
@@ -63,11 +68,18 @@ struct QueryArgs {
   std::string schema;
   std::string locale;
   std::string log;
+  std::string queryFile;
+  std::string format = "keys";
+  std::string columns;
+  CLI::Option* queryOption = nullptr;
 };
 
 void AddQueryOptions(CLI::App& command, QueryArgs& args, bool withHierarchy) {
   command.add_option("FILE", args.file, "The project: a file (.vlp) or a postgresql:// URI")->required();
-  command.add_option("QUERY", args.query, "The query; \"\" is the query for all items")->required();
+  args.queryOption = command.add_option(
+      "QUERY", args.query, "The query; \"\" is the query for all items, - reads it from standard input");
+  command.add_option("--query-file", args.queryFile, "Read the query from FILE (instead of QUERY)")
+      ->type_name("FILE");
   command.add_option("--by", args.by, "Lookup type of the names in the query (default prefix)")
       ->check(CLI::IsMember({"prefix", "key", "guid"}, CLI::ignore_case));
   auto* discussions = command.add_flag("--discussions", args.discussions, "Query discussions");
@@ -75,6 +87,12 @@ void AddQueryOptions(CLI::App& command, QueryArgs& args, bool withHierarchy) {
   discussions->excludes(documents);
   if (withHierarchy) {
     command.add_flag("--hierarchy", args.hierarchy, "Retain the hierarchy: tree order, with the ancestors of every hit");
+    command
+        .add_option("--format", args.format,
+                    "keys (default), table, csv, json or tree (tree order, indented; implies --hierarchy)")
+        ->check(CLI::IsMember({"keys", "table", "csv", "json", "tree"}, CLI::ignore_case));
+    command.add_option("--columns", args.columns, "Further columns: attribute labels, and identifier (the ReqIF one)")
+        ->type_name("LABEL,...");
   }
   command.add_option("--user", args.user, "The current user, by name or key (default: the user with the lowest key)")
       ->type_name("NAME|KEY");
@@ -135,11 +153,37 @@ bool InstallComponents(const QueryArgs& args) {
   return true;
 }
 
-int RunQuery(vlq::tools::QueryCommand command, const QueryArgs& args) {
-  if (!InstallComponents(args)) return kExitUsage;
-  vlq::tools::QueryRequest request;
+// The query text: the QUERY argument, standard input for "-", or the file of
+// --query-file. False, with a message, when neither or both are given or the
+// file can't be read.
+bool ReadQueryText(const QueryArgs& args, std::string& query) {
+  const bool given = args.queryOption && args.queryOption->count() > 0;
+  if (given == !args.queryFile.empty()) {
+    std::cerr << "vlquery: give the query either as QUERY or with --query-file\n";
+    return false;
+  }
+  if (!args.queryFile.empty()) {
+    std::ifstream in(args.queryFile, std::ios::binary);
+    if (!in) {
+      std::cerr << "vlquery: can't read the query file " << args.queryFile << '\n';
+      return false;
+    }
+    query.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  } else if (args.query == "-") {
+    query.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  } else {
+    query = args.query;
+    return true;
+  }
+  // The line end that closes a file is no part of the query.
+  while (!query.empty() && (query.back() == '\n' || query.back() == '\r')) query.pop_back();
+  return true;
+}
+
+bool MakeRequest(const QueryArgs& args, vlq::tools::QueryRequest& request) {
+  if (!InstallComponents(args)) return false;
   request.File = args.file;
-  request.Query = args.query;
+  if (!ReadQueryText(args, request.Query)) return false;
   request.LookupType = LookupTypeOf(args.by);
   request.ReturnType = args.discussions ? vlq::eBTDiscussions : args.documents ? vlq::eBTDocuments : vlq::eBTRequirements;
   request.RetainHierarchy = args.hierarchy;
@@ -149,6 +193,19 @@ int RunQuery(vlq::tools::QueryCommand command, const QueryArgs& args) {
     request.SchemaGiven = true;
     request.Schema = args.schema.ends_with('.') ? args.schema : args.schema + ".";
   }
+  request.Format = vlq::tools::ParseResultFormat(args.format).value_or(vlq::tools::ResultFormat::Keys);
+  if (request.Format == vlq::tools::ResultFormat::Tree) request.RetainHierarchy = true;
+  std::stringstream columns(args.columns);
+  for (std::string column; std::getline(columns, column, ',');) {
+    const std::string label = vlq::text::Trim(column);
+    if (!label.empty()) request.Columns.push_back(label);
+  }
+  return true;
+}
+
+int RunQuery(vlq::tools::QueryCommand command, const QueryArgs& args) {
+  vlq::tools::QueryRequest request;
+  if (!MakeRequest(args, request)) return kExitUsage;
   return vlq::tools::RunQueryCommand(command, request, std::cout, std::cerr);
 }
 
@@ -165,11 +222,17 @@ void ShowProgress(const std::string& phase, long done, long total) {
   std::fflush(stderr);
 }
 
+// The progress of import and export on a terminal, in the same form.
+void ShowLongProgress(const std::string& phase, long long done, long long total) {
+  ShowProgress(phase, static_cast<long>(total > 0 ? done * 1000 / total : 1000), 1000);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app{"vlquery: query requirements projects with the Velarit Query Language", "vlquery"};
   app.require_subcommand(1);
+  app.set_version_flag("--version", std::string("vlquery ") + VLQ_VERSION_TEXT);
   app.footer(
       "Exit status: 0 success, 1 the engine refused the query (\"error <code>: <message>\" on standard error),\n"
       "2 wrong usage, 3 an unexpected failure (database, file). Each command takes --help.");
@@ -205,6 +268,22 @@ int main(int argc, char** argv) {
   copy->add_option("FROM", copyFrom, "The project to copy")->required();
   copy->add_option("TO", copyTo, "Where the copy goes; its external projects go beside it")->required();
   copy->add_flag("--replace", copyReplace, "Replace projects that exist there (else nothing is copied)");
+
+  // import
+  vlq::tools::ImportRequest importRequest;
+  auto* import = app.add_subcommand("import", "Make a new project from a ReqIF file (.reqif) or archive (.reqifz)");
+  import->add_option("SOURCE", importRequest.Source, "The ReqIF file or archive")->required();
+  import->add_option("FILE", importRequest.Project, "The new project file (.vlp)")->required();
+  import->add_flag("--replace", importRequest.Replace, "Replace the project file if it exists");
+  import->add_flag("--skip-invalid-values", importRequest.SkipInvalidValues,
+                   "Leave values that break their data type out (counted in the summary) instead of refusing the file");
+
+  // export
+  QueryArgs exportArgs;
+  vlq::tools::ExportRequest exportRequest;
+  auto* exportCommand = app.add_subcommand("export", "Write the requirements a query selects to a ReqIF file");
+  AddQueryOptions(*exportCommand, exportArgs, false);
+  exportCommand->add_option("TARGET", exportRequest.Target, "The ReqIF file to write (.reqif)");
 
   // the query commands
   QueryArgs queryArgs;
@@ -258,8 +337,32 @@ int main(int argc, char** argv) {
                 << " requirements (external project EXT)\n";
       return kExitSuccess;
     }
+    if (import->parsed()) {
+      if (::isatty(STDERR_FILENO)) importRequest.Progress = ShowLongProgress;
+      return vlq::tools::RunImport(importRequest, std::cout, std::cerr);
+    }
+    if (exportCommand->parsed()) {
+      // With --query-file the arguments are FILE and TARGET: the second one
+      // was taken for the query.
+      if (!exportArgs.queryFile.empty() && exportRequest.Target.empty() && exportArgs.queryOption->count() > 0) {
+        exportRequest.Target = exportArgs.query;
+        exportArgs.queryOption = nullptr;
+      }
+      if (exportRequest.Target.empty()) {
+        std::cerr << "vlquery: TARGET is required\n";
+        return kExitUsage;
+      }
+      if (!MakeRequest(exportArgs, exportRequest.Query)) return kExitUsage;
+      if (::isatty(STDERR_FILENO)) exportRequest.Progress = ShowLongProgress;
+      return vlq::tools::RunExport(exportRequest, std::cout, std::cerr);
+    }
     for (const auto& [sub, command] : commandOf) {
-      if (sub->parsed()) return RunQuery(command, queryArgs);
+      if (sub->parsed()) {
+        // Every query command fills the same arguments; the query is its own.
+        QueryArgs args = queryArgs;
+        args.queryOption = sub->get_option("QUERY");
+        return RunQuery(command, args);
+      }
     }
   } catch (const vlq::Failure& failure) {
     std::cout.flush();

@@ -1,0 +1,72 @@
+#include "reqif_commands.h"
+
+#include <ostream>
+
+#include "platform/reqif_exporter.h"
+#include "platform/reqif_importer.h"
+
+namespace vlq::tools {
+
+int RunImport(const ImportRequest& request, std::ostream& out, std::ostream& err) {
+  platform::ReqifImportOptions options;
+  options.Replace = request.Replace;
+  options.SkipInvalidValues = request.SkipInvalidValues;
+  options.Progress = request.Progress;
+  const platform::ReqifImportResult result = platform::ReqifImporter::Import(request.Source, request.Project, options);
+  if (!result.Imported) {
+    err << "error: " << result.sErrorInfo << '\n';
+    return kExitRefused;
+  }
+  const platform::ReqifImportSummary& s = result.Summary;
+  out << request.Project << ": project \"" << s.ProjectName << "\" (prefix " << s.ProjectPrefix << ")\n";
+  out << "requirement types: " << s.Types.size() << '\n';
+  for (const auto& type : s.Types) {
+    out << "  " << type.Prefix << "  " << type.Name << "  " << type.GUID << "  (" << type.Attributes
+        << (type.Attributes == 1 ? " attribute, " : " attributes, ") << type.Requirements
+        << (type.Requirements == 1 ? " requirement)\n" : " requirements)\n");
+  }
+  out << "attributes: " << s.Attributes << " (list items: " << s.ListItems << ")\n";
+  out << "requirements: " << s.Requirements << '\n';
+  out << "traces: " << s.Traces << '\n';
+  out << "documents: " << s.Documents << '\n';
+  for (const std::string& renamed : s.Renamed) out << "renamed: " << renamed << '\n';
+  for (const auto& [what, count] : s.Notes) out << "note: " << count << ' ' << what << '\n';
+  long skipped = 0;
+  for (const auto& entry : s.Skipped) skipped += entry.second;
+  out << "skipped: " << skipped << '\n';
+  for (const auto& [why, count] : s.Skipped) out << "  " << count << ' ' << why << '\n';
+  return kExitSuccess;
+}
+
+int RunExport(const ExportRequest& request, std::ostream& out, std::ostream& err) {
+  QueryRequest query = request.Query;
+  query.RetainHierarchy = false;
+  query.ReturnType = eBTRequirements;
+  std::string sErrorInfo;
+  Rows aResults;
+  std::filesystem::path keysFile;
+  const enumQueryEngineError result = FetchForTool(query, sErrorInfo, aResults, keysFile);
+  if (result != eQEENone) {
+    err << "error " << static_cast<int>(result) << ": " << sErrorInfo << '\n';
+    return kExitRefused;
+  }
+  std::vector<long> keys;
+  if (!aResults.empty()) {
+    for (const Variant& cell : aResults.front()) {
+      if (cell.IsWhole()) keys.push_back(static_cast<long>(cell.Whole()));
+      else if (cell.IsReal()) keys.push_back(static_cast<long>(cell.Real()));
+    }
+  }
+  platform::ReqifExportOptions options;
+  options.Progress = request.Progress;
+  const platform::ReqifExportSummary s = platform::ReqifExporter::Export(keysFile, keys, request.Target, options);
+  out << request.Target << ": " << s.Requirements << " requirements, " << s.Types << " requirement types, "
+      << s.Attributes << " attributes, " << s.Traces << " traces, " << s.Documents << " documents\n";
+  if (s.TracesLeftOut > 0) {
+    out << "left out: " << s.TracesLeftOut << " traces to or from requirements that are not written\n";
+  }
+  if (s.ValuesLeftOut > 0) out << "left out: " << s.ValuesLeftOut << " values that don't fit their attribute\n";
+  return kExitSuccess;
+}
+
+}  // namespace vlq::tools
