@@ -350,6 +350,10 @@ std::string QuerySql::ValueToSQL(const Variant& value) {
             s = "'" + FourDigits(c.year) + "-" + TwoDigits(c.month) + "-" + TwoDigits(c.day) + "-" +
                 TwoDigits(c.hour) + "." + TwoDigits(c.minute) + "." + TwoDigits(c.second) + "'";
             break;
+          case eDBTPostgreSQL:
+            s = "TIMESTAMP '" + FourDigits(c.year) + "-" + TwoDigits(c.month) + "-" + TwoDigits(c.day) + " " + time +
+                "'";
+            break;
           default:
             break;
         }
@@ -361,6 +365,17 @@ std::string QuerySql::ValueToSQL(const Variant& value) {
     }
   });
   return s;
+}
+
+std::string QuerySql::LikePatternToSQL_(const std::string& sLiteral) const {
+  if (lDatabaseType_ != eDBTPostgreSQL) return sLiteral;
+  std::string s;
+  s.reserve(sLiteral.size() + 12);
+  for (char c : sLiteral) {
+    s += c;
+    if (c == '\\') s += c;
+  }
+  return s + " ESCAPE '\\'";
 }
 
 // The time separator of the locale, read once. Where the locale gives none the

@@ -206,7 +206,8 @@ std::string QuerySql::MembershipExpressionToSQL_(const TypedSimpleExpression& oE
           op = std::string(EQ);
           break;
       }
-      terms.push_back(column + op + literal(value));
+      const bool like = O == eEOLike || O == eEOULike;
+      terms.push_back(column + op + (like ? LikePatternToSQL_(literal(value)) : literal(value)));
     }
   }
   const std::string REQ = T(VLREQUIREMENTS) + ".ID ";
@@ -355,6 +356,9 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
             case eDBTSQLServer:
               L = std::string(DATALENGTH);
               break;
+            case eDBTPostgreSQL:
+              L = std::string(CHAR_LENGTH);
+              break;
             default:
               break;
           }
@@ -409,6 +413,10 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
                            : "((" + c + "=" + c + "|1" + nl + "OR " + c + "=" + c + "|4" + nl + "OR " + c + "=" + c +
                                  "|16))";
               break;
+            case eDBTPostgreSQL:
+              S += current ? "(((" + c + " & 1)=0" + nl + "AND (" + c + " & 4)=0" + nl + "AND (" + c + " & 16)=0))"
+                           : "(((" + c + " & 1)<>0" + nl + "OR (" + c + " & 4)<>0" + nl + "OR (" + c + " & 16)<>0))";
+              break;
             default:
               break;
           }
@@ -419,8 +427,12 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
             const bool locationColumn = K == eSAKReqLocationName || K == eSAKReqLocationKey;
             const bool knownDialect = lDatabaseType_ == eDBTAccess || lDatabaseType_ == eDBTOracle ||
                                       lDatabaseType_ == eDBTAccess2 || lDatabaseType_ == eDBTSQLServer ||
-                                      lDatabaseType_ == eDBTDB2;
+                                      lDatabaseType_ == eDBTDB2 || lDatabaseType_ == eDBTPostgreSQL;
             if (!locationColumn || knownDialect) COL = T(column->table) + "." + std::string(column->column);
+            // The revision is a number that the query reads as text: a
+            // pattern matches its digits.
+            if (K == eSAKReqRevision && lDatabaseType_ == eDBTPostgreSQL && (O == eEOLike || O == eEOULike))
+              COL = "CAST(" + COL + " AS VARCHAR(20))";
             if (column->caseBlind && oracle) COL = std::string(UPPER) + "(" + COL + ")";
             caseBlind = column->caseBlind;
             isDate = column->isDate;
@@ -484,6 +496,7 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
       V = ExprValToSQL(oExpr, false, 0);
     }
     if (caseBlind && oracle) V = text::Upper(V);
+    if (O == eEOLike || O == eEOULike) V = LikePatternToSQL_(V);
 
     // 4. Whether a date value was written with a time and with seconds. The
     // value as the query wrote it is the word behind the operator.
