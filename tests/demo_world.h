@@ -138,6 +138,16 @@ class DemoWorld {
     const auto found = project->second.find(key);
     return found == project->second.end() ? 0 : found->second;
   }
+  // True when `ancestor` stands above `key` in the tree of their type: its
+  // tag number is a shorter head of the other's, ten digits a level.
+  bool IsAncestor(int file, long ancestor, long key) const {
+    const auto a = tags_[file].find(ancestor);
+    const auto k = tags_[file].find(key);
+    if (a == tags_[file].end() || k == tags_[file].end() || a->second.first != k->second.first) return false;
+    const std::string& above = a->second.second;
+    const std::string& below = k->second.second;
+    return above.size() < below.size() && above.size() % 10 == 0 && below.compare(0, above.size(), above) == 0;
+  }
   bool IsDiscussionOf(long projectKey, long key) const {
     const auto project = discussions_.find(projectKey);
     return project != discussions_.end() && project->second.count(key) > 0;
@@ -199,6 +209,10 @@ class DemoWorld {
                               [static_cast<long>(sqlite3_column_int64(s, 1))] =
                                   static_cast<long>(sqlite3_column_int64(s, 2));
                });
+    ForEachRow(files_[file], "SELECT ID, REQUIREMENTTYPEID, LONGTAGNUMBER FROM VLREQUIREMENTS", [&](sqlite3_stmt* s) {
+      tags_[file][static_cast<long>(sqlite3_column_int64(s, 0))] = {static_cast<long>(sqlite3_column_int64(s, 1)),
+                                                                    Text(s, 2)};
+    });
     if (file != 0) return;
     // A response belongs to the project of the head of its thread.
     ForEachRow(files_[file],
@@ -216,6 +230,7 @@ class DemoWorld {
   std::vector<Dialect> foreign_;
   sqlite3* files_[2] = {nullptr, nullptr};
   std::map<long, std::map<long, long>> requirements_[2];
+  std::map<long, std::pair<long, std::string>> tags_[2];  // key: type and tag number
   std::map<long, std::set<long>> discussions_;
 };
 

@@ -2,18 +2,23 @@
 // files. For every query: the public operations never crash and answer with a
 // known code; what Validate accepts, Fetch runs, with and without the
 // hierarchy, and answers only with items of the queried type and project; no
-// operation leaves work rows or changes data; every dialect agrees with the
-// store's own on the result and writes statements of a sound form.
+// operation answers on a statement that failed, leaves work rows or changes
+// data; every dialect agrees with the store's own on the result and writes
+// statements of a sound form; COUNT counts the keys.
 //
 // VLQ_PROPERTY_SEED (default 1), VLQ_PROPERTY_FIRST (0) and
 // VLQ_PROPERTY_QUERIES choose the queries; a failure prints what replays it.
+// VLQ_PROPERTY_SHRINK=1 adds to the first example of each class of failure
+// the smallest query that still shows it; VLQ_PROPERTY_LOG=<file> appends
+// every failure to the file, one line each, fields parted by tabs: class,
+// dialect, number, return type, lookup type, query (line breaks as " | ").
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
-#include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -25,6 +30,7 @@
 #include "engine/query_engine.h"
 #include "failure_book.h"
 #include "query_generator.h"
+#include "query_shrinker.h"
 #include "services/failure.h"
 #include "sql_text_check.h"
 
@@ -43,6 +49,8 @@ struct Budget {
   std::uint64_t Seed = EnvNumber("VLQ_PROPERTY_SEED", 1);
   std::uint64_t First = EnvNumber("VLQ_PROPERTY_FIRST", 0);
   std::uint64_t Queries = EnvNumber("VLQ_PROPERTY_QUERIES", kDefaultQueries);
+  bool Shrink = EnvNumber("VLQ_PROPERTY_SHRINK", 0) != 0;
+  const char* Log = std::getenv("VLQ_PROPERTY_LOG");
 };
 
 const char* ReturnTypeName(enumQueryReturnTypes t) { return t == eBTDiscussions ? "discussions" : "requirements"; }
@@ -55,10 +63,18 @@ const char* LookupName(enumQueryLookupTypes t) {
 
 bool IsKnownCode(enumQueryEngineError code) { return (code >= 0 && code <= 45) || code == 47; }
 
+bool StartsWithSelect(const std::string& sql) {
+  const std::size_t at = sql.find_first_not_of(" \r\n\t");
+  if (at == std::string::npos) return false;
+  std::string head = sql.substr(at, 6);
+  for (char& c : head) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return head == "SELECT";
+}
+
 // What one call of a public operation gave.
 struct Outcome {
   bool Threw = false;
-  std::string Thrown;  // the failure's description, or what the exception said
+  std::string Thrown;  // the failure's source and description
   enumQueryEngineError Code = eQEENone;
   std::string Info;
   Rows Results;
@@ -78,17 +94,36 @@ Outcome Call(const std::function<enumQueryEngineError(std::string&, Rows&)>& ope
   return out;
 }
 
-std::vector<long> KeysOf(const Rows& rows, bool& nullKey) {
+std::vector<long> KeysOf(const Rows& rows, bool* nullKey = nullptr) {
   std::vector<long> keys;
   if (rows.empty()) return keys;
   for (const Variant& cell : rows[0]) {
     if (cell.IsNull() || cell.IsEmpty()) {
-      nullKey = true;
+      if (nullKey) *nullKey = true;
       continue;
     }
     keys.push_back(cell.IsWhole() ? static_cast<long>(cell.Whole()) : std::atol(cell.ToText().c_str()));
   }
   return keys;
+}
+
+// One failure of one query.
+struct Finding {
+  std::string Class;
+  std::string Dialect;
+  std::string Detail;
+};
+using Findings = std::vector<Finding>;
+
+// The query with another text, as the shrinker tries it: COUNT is read from
+// the text again.
+GeneratedQuery WithText(GeneratedQuery q, const std::string& text) {
+  q.Text = text;
+  std::string head = text.substr(0, 5);
+  for (char& c : head) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  q.Count = head == "COUNT";
+  q.TextWithoutCount = q.Count ? text.substr(5) : text;
+  return q;
 }
 
 class QueryProperty : public ::testing::Test {
@@ -104,59 +139,74 @@ class QueryProperty : public ::testing::Test {
     world_ = nullptr;
   }
 
-  // One query at a time, with what a failure report needs to replay it.
-  struct Current {
-    GeneratedQuery Query;
-    std::string Replay;
-    std::string Key;
-  };
-
-  Current Make(const Budget& run, std::uint64_t index) const {
-    Current c;
-    c.Query = generator_->Generate(run.Seed, index);
-    c.Key = std::to_string(index);
-    c.Replay = "VLQ_PROPERTY_SEED=" + std::to_string(run.Seed) + " VLQ_PROPERTY_FIRST=" + std::to_string(index) +
-               " VLQ_PROPERTY_QUERIES=1 (" + ReturnTypeName(c.Query.ReturnType) + ", by " +
-               LookupName(c.Query.LookupType) + "): " + c.Query.Text;
-    return c;
-  }
-
-  void Note(const Current& c, const std::string& cls, const std::string& dialect, const std::string& detail) {
-    book_.Add(cls, dialect, c.Key, c.Replay + (detail.empty() ? "" : "\n      " + FailureBook::OneLine(detail, 400)));
+  // Runs `check` over the budget's queries and reports the failures by class.
+  // `check` gets each query with tally true, the shrinker's tries with false.
+  void Sweep(const std::string& what, const std::function<Findings(const GeneratedQuery&, bool tally)>& check) {
+    const Budget budget;
+    checksum_ = world_->DataChecksum();
+    FailureBook book;
+    std::ofstream log;
+    if (budget.Log) log.open(budget.Log, std::ios::app);
+    for (std::uint64_t i = budget.First; i < budget.First + budget.Queries; ++i) {
+      const GeneratedQuery q = generator_->Generate(budget.Seed, i);
+      const std::string replay = "VLQ_PROPERTY_SEED=" + std::to_string(budget.Seed) +
+                                 " VLQ_PROPERTY_FIRST=" + std::to_string(i) + " VLQ_PROPERTY_QUERIES=1 (" +
+                                 ReturnTypeName(q.ReturnType) + ", by " + LookupName(q.LookupType) + "): " + q.Text;
+      for (const Finding& f : check(q, true)) {
+        std::string example = replay;
+        if (!f.Detail.empty()) example += "\n      " + FailureBook::OneLine(f.Detail, 400);
+        if (budget.Shrink && book.Count(f.Class) == 0) {
+          const std::string small = ShrinkQuery(q.Text, [&](const std::string& text) {
+            for (const Finding& again : check(WithText(q, text), false)) {
+              if (again.Class == f.Class) return true;
+            }
+            return false;
+          });
+          example += "\n      smallest: " + (small.empty() ? std::string("(the empty query)") : small);
+        }
+        book.Add(f.Class, f.Dialect, std::to_string(i), example);
+        if (log.is_open()) {
+          log << f.Class << '\t' << f.Dialect << '\t' << i << '\t' << ReturnTypeName(q.ReturnType) << '\t'
+              << LookupName(q.LookupType) << '\t' << FailureBook::OneLine(q.Text, q.Text.size()) << '\n';
+        }
+      }
+    }
+    if (world_->DataChecksum() != checksum_) book.Add("the data tables changed", "dbms 1", "end", "at the end");
+    std::cout << "[ property ] " << what << ": seed " << budget.Seed << ", queries " << budget.First << ".."
+              << budget.First + budget.Queries - 1;
+    if (!codes_.empty()) std::cout << ", accepted by Validate " << accepted_;
+    if (!codes_.empty()) {
+      std::cout << "; codes of Validate (code x queries):";
+      for (const auto& [code, n] : codes_) std::cout << " " << code << "x" << n;
+    }
+    std::cout << "\n";
+    if (!book.Empty()) ADD_FAILURE() << what << "\n" << book.Report(3);
   }
 
   // Work tables empty after an operation, and the data as it was when the
   // operation wrote anything or now and then.
-  void CheckAfter(const Current& c, const std::string& operation, const DemoWorld::Dialect& dialect, bool always) {
+  void CheckAfter(Findings& out, const std::string& operation, const DemoWorld::Dialect& dialect, bool always) {
     std::string where;
     if (world_->WorkRows(&where) != 0) {
-      Note(c, operation + " leaves rows in the work tables", dialect.Name(), where);
-      CleanWorkTables();
+      out.push_back({operation + " leaves rows in the work tables", dialect.Name(), where});
+      // Rows left by one query would be blamed on the next ones.
+      world_->ClearWorkTables();
     }
     bool wrote = always;
-    for (const RecordedStatement& s : dialect.Project->Statements()) {
-      const std::size_t at = s.sql.find_first_not_of(" \r\n\t");
-      std::string head = at == std::string::npos ? "" : s.sql.substr(at, 6);
-      for (char& ch : head) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-      if (head != "SELECT") wrote = true;
-    }
+    for (const RecordedStatement& s : dialect.Project->Statements()) wrote = wrote || !StartsWithSelect(s.sql);
     if (wrote) {
       const std::uint64_t now = world_->DataChecksum();
       if (now != checksum_) {
-        Note(c, operation + " changes the data tables", dialect.Name(), "");
+        out.push_back({operation + " changes the data tables", dialect.Name(), ""});
         checksum_ = now;
       }
     }
   }
 
-  // Rows left by one query would be blamed on the next ones.
-  void CleanWorkTables() { world_->ClearWorkTables(); }
-
-  void CheckKeys(const Current& c, const std::string& operation, const Rows& rows) {
+  void CheckKeys(Findings& out, const GeneratedQuery& q, const std::string& operation, const Rows& rows) {
     bool nullKey = false;
-    const std::vector<long> keys = KeysOf(rows, nullKey);
-    if (nullKey) Note(c, operation + " answers with an empty key", "dbms 1", "");
-    const GeneratedQuery& q = c.Query;
+    const std::vector<long> keys = KeysOf(rows, &nullKey);
+    if (nullKey) out.push_back({operation + " answers with an empty key", "dbms 1", ""});
     for (long key : keys) {
       std::string wrong;
       if (q.Scope == QueryScope::kDiscussion) {
@@ -170,204 +220,200 @@ class QueryProperty : public ::testing::Test {
         }
       }
       if (!wrong.empty()) {
-        Note(c, operation + " answers with " + wrong, "dbms 1", "key " + std::to_string(key));
+        out.push_back({operation + " answers with " + wrong, "dbms 1", "key " + std::to_string(key)});
         return;
       }
     }
   }
 
-  void Report(const std::string& what, const Budget& run, long accepted) {
-    std::cout << "[ property ] " << what << ": seed " << run.Seed << ", queries " << run.First << ".."
-              << run.First + run.Queries - 1 << ", accepted by Validate " << accepted;
-    if (!codes_.empty()) {
-      std::cout << "; codes of Validate (code x queries):";
-      for (const auto& [code, n] : codes_) std::cout << " " << code << "x" << n;
+  // Build, Validate2, Validate; what Validate accepts, Fetch with and
+  // without the hierarchy.
+  Findings CheckRuns(const GeneratedQuery& q, bool tally) {
+    Findings out;
+    DemoWorld::Dialect& own = world_->Own();
+    const auto project = std::static_pointer_cast<Project>(own.Project);
+    std::shared_ptr<QueryDef> def;
+    const bool periodic = ++calls_ % 25 == 0;
+
+    const auto operation = [&](const std::string& name, bool retain) {
+      own.Project->Statements().clear();
+      Outcome result = Call([&](std::string& info, Rows& rows) -> enumQueryEngineError {
+        if (name == "Build") return engine_.Build(q.ReturnType, q.LookupType, project, q.Text, info, def);
+        if (name == "Validate2") return engine_.Validate2(q.ReturnType, q.LookupType, project, q.Text, info, def);
+        if (name == "Validate") return engine_.Validate(q.ReturnType, q.LookupType, project, q.Text, info, def);
+        return engine_.Fetch(q.ReturnType, q.LookupType, project, q.Text, info, rows, def, retain);
+      });
+      if (result.Threw) {
+        out.push_back({name + " throws: " + FailureBook::ClassOf(result.Thrown), own.Name(), result.Thrown});
+      } else if (!IsKnownCode(result.Code)) {
+        out.push_back({name + " gives an unknown code", own.Name(), std::to_string(result.Code)});
+      } else if (result.Code != eQEENone && result.Info.empty()) {
+        out.push_back({name + " refuses without a message", own.Name(), std::to_string(result.Code)});
+      } else {
+        // An operation that answers on a statement that failed.
+        for (const RecordedStatement& st : own.Project->Statements()) {
+          if (!st.failed) continue;
+          out.push_back({name + " answers although a statement failed: " + FailureBook::ClassOf(st.error),
+                         own.Name(), st.error});
+          break;
+        }
+      }
+      CheckAfter(out, name, own, periodic);
+      return result;
+    };
+
+    operation("Build", false);
+    operation("Validate2", false);
+    const Outcome validated = operation("Validate", false);
+    if (tally) ++codes_[validated.Threw ? -1 : validated.Code];
+    if (validated.Threw || validated.Code != eQEENone) return out;
+    if (tally) ++accepted_;
+
+    const Outcome plain = operation("Fetch", false);
+    if (!plain.Threw && plain.Code != eQEENone) {
+      out.push_back({"Fetch refuses what Validate accepts", own.Name(), std::to_string(plain.Code) + ": " + plain.Info});
     }
-    std::cout << "\n";
-    if (!book_.Empty()) ADD_FAILURE() << what << "\n" << book_.Report(3);
+    const Outcome tree = operation("Fetch with hierarchy", true);
+    if (!tree.Threw && tree.Code != eQEENone) {
+      out.push_back({"Fetch with hierarchy refuses what Validate accepts", own.Name(),
+                     std::to_string(tree.Code) + ": " + tree.Info});
+    }
+    if (q.Count || plain.Threw || plain.Code != eQEENone) return out;
+    CheckKeys(out, q, "Fetch", plain.Results);
+    const std::vector<long> hits = KeysOf(plain.Results);
+    if (std::set<long>(hits.begin(), hits.end()).size() != hits.size()) {
+      out.push_back({std::string("Fetch answers a key more than once (") + ScopeName(q.Scope) + ")", own.Name(), ""});
+    }
+    if (tree.Threw || tree.Code != eQEENone) return out;
+    CheckKeys(out, q, "Fetch with hierarchy", tree.Results);
+    const std::vector<long> inTree = KeysOf(tree.Results);
+    const std::set<long> treeSet(inTree.begin(), inTree.end());
+    const std::set<long> hitSet(hits.begin(), hits.end());
+    long missing = 0;
+    for (long key : hits) missing += treeSet.count(key) == 0 ? 1 : 0;
+    if (missing > 0) {
+      out.push_back({std::string("Fetch with hierarchy loses hits of a query (") + ScopeName(q.Scope) + ")" +
+                         (inTree.empty() ? ", answers nothing" : ""),
+                     own.Name(),
+                     std::to_string(missing) + " of " + std::to_string(hits.size()) + " hits missing"});
+    }
+    if (treeSet.size() != inTree.size()) {
+      out.push_back({std::string("Fetch with hierarchy answers a key more than once (") + ScopeName(q.Scope) + ")",
+                     own.Name(), ""});
+    }
+    // Beside the hits, a tree holds their ancestors and nothing else.
+    const int file = q.BaseExternal ? 1 : 0;
+    for (long key : treeSet) {
+      if (hitSet.count(key) > 0) continue;
+      const bool above = std::any_of(hitSet.begin(), hitSet.end(),
+                                     [&](long hit) { return world_->IsAncestor(file, key, hit); });
+      if (!above) {
+        out.push_back({std::string("Fetch with hierarchy answers more than the hits and their ancestors (") +
+                           ScopeName(q.Scope) + ")",
+                       own.Name(), "key " + std::to_string(key)});
+        break;
+      }
+    }
+    return out;
+  }
+
+  // A COUNT query against the keys of the same query without COUNT.
+  Findings CheckCount(const GeneratedQuery& q) {
+    Findings out;
+    if (!q.Count) return out;
+    const auto project = std::static_pointer_cast<Project>(world_->Own().Project);
+    std::shared_ptr<QueryDef> def;
+    const auto fetch = [&](const std::string& text) {
+      return Call([&](std::string& info, Rows& rows) {
+        return engine_.Fetch(q.ReturnType, q.LookupType, project, text, info, rows, def);
+      });
+    };
+    const Outcome counted = fetch(q.Text);
+    const Outcome listed = fetch(q.TextWithoutCount);
+    if (world_->WorkRows() != 0) world_->ClearWorkTables();
+    if (counted.Threw || listed.Threw || counted.Code != eQEENone || listed.Code != eQEENone) return out;
+    const std::vector<long> keys = KeysOf(listed.Results);
+    const std::set<long> distinct(keys.begin(), keys.end());
+    const Variant cell = counted.Results.empty() || counted.Results[0].empty() ? Variant() : counted.Results[0][0];
+    const long count = cell.IsWhole() ? static_cast<long>(cell.Whole()) : cell.IsReal() ? static_cast<long>(cell.Real()) : -1;
+    if (count != static_cast<long>(distinct.size())) {
+      out.push_back({std::string("COUNT differs from the number of distinct keys (") + ScopeName(q.Scope) + ")",
+                     "dbms 1",
+                     "COUNT " + std::to_string(count) + ", keys " + std::to_string(keys.size()) + ", distinct " +
+                         std::to_string(distinct.size())});
+    }
+    return out;
+  }
+
+  // Validate in every dialect: the store's result, and statements of a
+  // sound form.
+  Findings CheckDialects(const GeneratedQuery& q, bool tally) {
+    Findings out;
+    std::vector<DemoWorld::Dialect*> dialects{&world_->Own()};
+    for (DemoWorld::Dialect& d : world_->Foreign()) dialects.push_back(&d);
+    enumQueryEngineError ownCode = eQEENone;
+    for (DemoWorld::Dialect* dialect : dialects) {
+      const auto project = std::static_pointer_cast<Project>(dialect->Project);
+      std::shared_ptr<QueryDef> def;
+      dialect->Project->Statements().clear();
+      const Outcome result = Call([&](std::string& info, Rows&) {
+        return engine_.Validate(q.ReturnType, q.LookupType, project, q.Text, info, def);
+      });
+      if (result.Threw) {
+        out.push_back({"Validate throws: " + FailureBook::ClassOf(result.Thrown), dialect->Name(), result.Thrown});
+        continue;
+      }
+      if (dialect == dialects.front()) {
+        ownCode = result.Code;
+        if (tally) ++codes_[result.Code];
+        if (tally && result.Code == eQEENone) ++accepted_;
+      } else if (result.Code != ownCode) {
+        out.push_back({"Validate gives another code than in the store's dialect", dialect->Name(),
+                       std::to_string(result.Code) + " against " + std::to_string(ownCode) + ": " + result.Info});
+      }
+      std::vector<std::string> statements;
+      if (result.Code == eQEENone) statements.push_back(engine_.LastSqlStatement());
+      for (const RecordedStatement& s : dialect->Project->Statements()) statements.push_back(s.sql);
+      for (const std::string& sql : statements) {
+        const std::vector<std::string> problems = sqltext::FormProblems(sql);
+        if (problems.empty()) continue;
+        out.push_back({"malformed statement: " + FailureBook::ClassOf(problems.front()), dialect->Name(),
+                       problems.front() + " in: " + sql});
+        break;
+      }
+      std::string where;
+      if (world_->WorkRows(&where) != 0) {
+        out.push_back({"Validate leaves rows in the work tables", dialect->Name(), where});
+        world_->ClearWorkTables();
+      }
+    }
+    return out;
   }
 
   static DemoWorld* world_;
   static QueryGenerator* generator_;
-  FailureBook book_;
-  std::map<int, long> codes_;
+  QueryEngine engine_;  // one engine for all queries, as a host keeps it
   std::uint64_t checksum_ = 0;
+  long calls_ = 0;
+  long accepted_ = 0;
+  std::map<int, long> codes_;
 };
 
 DemoWorld* QueryProperty::world_ = nullptr;
 QueryGenerator* QueryProperty::generator_ = nullptr;
 
 TEST_F(QueryProperty, AcceptedQueriesRunAndAnswerTruly) {
-  const Budget run;
-  checksum_ = world_->DataChecksum();
-  DemoWorld::Dialect& own = world_->Own();
-  QueryEngine engine;  // one engine for all queries, as a host keeps it
-  long accepted = 0;
-  for (std::uint64_t i = run.First; i < run.First + run.Queries; ++i) {
-    const Current c = Make(run, i);
-    const GeneratedQuery& q = c.Query;
-    const auto project = std::static_pointer_cast<Project>(own.Project);
-    std::shared_ptr<QueryDef> def;
-    const bool periodic = i % 25 == 0;
-
-    const auto operation = [&](const std::string& name, bool retain, const std::string& text) {
-      own.Project->Statements().clear();
-      Outcome out = Call([&](std::string& info, Rows& rows) -> enumQueryEngineError {
-        if (name == "Build") return engine.Build(q.ReturnType, q.LookupType, project, text, info, def);
-        if (name == "Validate2") return engine.Validate2(q.ReturnType, q.LookupType, project, text, info, def);
-        if (name == "Validate") return engine.Validate(q.ReturnType, q.LookupType, project, text, info, def);
-        return engine.Fetch(q.ReturnType, q.LookupType, project, text, info, rows, def, retain);
-      });
-      if (out.Threw) {
-        Note(c, name + " throws: " + FailureBook::ClassOf(out.Thrown), own.Name(), out.Thrown.substr(0, 300));
-      } else if (!IsKnownCode(out.Code)) {
-        Note(c, name + " gives an unknown code", own.Name(), std::to_string(out.Code));
-      } else if (out.Code != eQEENone && out.Info.empty()) {
-        Note(c, name + " refuses without a message", own.Name(), std::to_string(out.Code));
-      }
-      // A statement that failed inside an operation that answered: the
-      // answer was built on it.
-      if (!out.Threw) {
-        for (const RecordedStatement& st : own.Project->Statements()) {
-          if (!st.failed) continue;
-          Note(c, name + " answers although a statement failed: " + FailureBook::ClassOf(st.error), own.Name(),
-               st.error.substr(0, 300));
-          break;
-        }
-      }
-      CheckAfter(c, name, own, periodic);
-      return out;
-    };
-
-    operation("Build", false, q.Text);
-    operation("Validate2", false, q.Text);
-    const Outcome validated = operation("Validate", false, q.Text);
-    ++codes_[validated.Threw ? -1 : validated.Code];
-    if (validated.Threw || validated.Code != eQEENone) continue;
-    ++accepted;
-
-    const Outcome plain = operation("Fetch", false, q.Text);
-    if (!plain.Threw && plain.Code != eQEENone) {
-      Note(c, "Fetch refuses what Validate accepts", own.Name(), std::to_string(plain.Code) + ": " + plain.Info);
-    }
-    const Outcome tree = operation("Fetch with hierarchy", true, q.Text);
-    if (!tree.Threw && tree.Code != eQEENone) {
-      Note(c, "Fetch with hierarchy refuses what Validate accepts", own.Name(),
-           std::to_string(tree.Code) + ": " + tree.Info);
-    }
-    if (q.Count || plain.Threw || plain.Code != eQEENone) continue;
-    CheckKeys(c, "Fetch", plain.Results);
-    {
-      bool ignoredNull = false;
-      const std::vector<long> keys = KeysOf(plain.Results, ignoredNull);
-      if (std::set<long>(keys.begin(), keys.end()).size() != keys.size()) {
-        Note(c, std::string("Fetch answers a key more than once (") + ScopeName(q.Scope) + ")", own.Name(), "");
-      }
-    }
-    if (tree.Threw || tree.Code != eQEENone) continue;
-    CheckKeys(c, "Fetch with hierarchy", tree.Results);
-    bool ignored = false;
-    const std::vector<long> hits = KeysOf(plain.Results, ignored);
-    const std::vector<long> inTree = KeysOf(tree.Results, ignored);
-    const std::set<long> treeSet(inTree.begin(), inTree.end());
-    long missing = 0;
-    for (long key : hits) missing += treeSet.count(key) == 0 ? 1 : 0;
-    if (missing > 0) {
-      Note(c,
-           std::string("Fetch with hierarchy loses hits of a query (") + ScopeName(q.Scope) + ")" +
-               (inTree.empty() ? ", answers nothing" : ""),
-           own.Name(),
-           std::to_string(missing) + " of " + std::to_string(hits.size()) + " hits missing");
-    }
-  }
-  if (world_->DataChecksum() != checksum_) book_.Add("the data tables changed", "dbms 1", "end", "at the end");
-  Report("accepted queries run and answer truly", run, accepted);
+  Sweep("accepted queries run and answer truly",
+        [&](const GeneratedQuery& q, bool tally) { return CheckRuns(q, tally); });
 }
 
 TEST_F(QueryProperty, CountIsTheNumberOfKeys) {
-  const Budget run;
-  DemoWorld::Dialect& own = world_->Own();
-  QueryEngine engine;
-  long accepted = 0;
-  for (std::uint64_t i = run.First; i < run.First + run.Queries; ++i) {
-    const Current c = Make(run, i);
-    const GeneratedQuery& q = c.Query;
-    if (!q.Count) continue;
-    const auto project = std::static_pointer_cast<Project>(own.Project);
-    std::shared_ptr<QueryDef> def;
-    const auto fetch = [&](const std::string& text, bool retain) {
-      return Call([&](std::string& info, Rows& rows) {
-        return engine.Fetch(q.ReturnType, q.LookupType, project, text, info, rows, def, retain);
-      });
-    };
-    const Outcome counted = fetch(q.Text, false);
-    const Outcome listed = fetch(q.TextWithoutCount, false);
-    if (world_->WorkRows() != 0) CleanWorkTables();
-    if (counted.Threw || listed.Threw || counted.Code != eQEENone || listed.Code != eQEENone) continue;
-    ++accepted;
-    bool ignored = false;
-    const std::vector<long> keys = KeysOf(listed.Results, ignored);
-    const std::set<long> distinct(keys.begin(), keys.end());
-    const long count = counted.Results.empty() || counted.Results[0].empty()
-                           ? -1
-                           : static_cast<long>(counted.Results[0][0].IsWhole() ? counted.Results[0][0].Whole()
-                                                                               : counted.Results[0][0].Real());
-    if (count != static_cast<long>(distinct.size())) {
-      Note(c, "COUNT differs from the number of distinct keys", own.Name(),
-           "COUNT " + std::to_string(count) + ", keys " + std::to_string(keys.size()) + ", distinct " +
-               std::to_string(distinct.size()));
-    }
-  }
-  Report("COUNT is the number of distinct keys", run, accepted);
+  Sweep("COUNT is the number of distinct keys", [&](const GeneratedQuery& q, bool) { return CheckCount(q); });
 }
 
 TEST_F(QueryProperty, EveryDialectAgreesAndWritesSoundStatements) {
-  const Budget run;
-  DemoWorld::Dialect& own = world_->Own();
-  std::vector<DemoWorld::Dialect*> dialects{&own};
-  for (DemoWorld::Dialect& d : world_->Foreign()) dialects.push_back(&d);
-  QueryEngine engine;
-  long accepted = 0;
-  for (std::uint64_t i = run.First; i < run.First + run.Queries; ++i) {
-    const Current c = Make(run, i);
-    const GeneratedQuery& q = c.Query;
-    enumQueryEngineError ownCode = eQEENone;
-    for (DemoWorld::Dialect* dialect : dialects) {
-      const auto project = std::static_pointer_cast<Project>(dialect->Project);
-      std::shared_ptr<QueryDef> def;
-      dialect->Project->Statements().clear();
-      const Outcome out = Call([&](std::string& info, Rows&) {
-        return engine.Validate(q.ReturnType, q.LookupType, project, q.Text, info, def);
-      });
-      if (out.Threw) {
-        Note(c, "Validate throws: " + FailureBook::ClassOf(out.Thrown), dialect->Name(), out.Thrown.substr(0, 300));
-        continue;
-      }
-      if (dialect == &own) {
-        ownCode = out.Code;
-        accepted += out.Code == eQEENone ? 1 : 0;
-      } else if (out.Code != ownCode) {
-        Note(c, "Validate gives another code than in the store's dialect", dialect->Name(),
-             std::to_string(out.Code) + " against " + std::to_string(ownCode) + ": " + out.Info.substr(0, 200));
-      }
-      std::vector<std::string> statements;
-      if (out.Code == eQEENone) statements.push_back(engine.LastSqlStatement());
-      for (const RecordedStatement& s : dialect->Project->Statements()) statements.push_back(s.sql);
-      for (const std::string& sql : statements) {
-        const std::vector<std::string> problems = sqltext::FormProblems(sql);
-        if (problems.empty()) continue;
-        Note(c, "malformed statement: " + FailureBook::ClassOf(problems.front()), dialect->Name(),
-             problems.front() + " in: " + sql.substr(0, 400));
-        break;
-      }
-      std::string where;
-      if (world_->WorkRows(&where) != 0) {
-        Note(c, "Validate leaves rows in the work tables", dialect->Name(), where);
-        CleanWorkTables();
-      }
-    }
-  }
-  Report("every dialect agrees and writes sound statements", run, accepted);
+  Sweep("every dialect agrees and writes sound statements",
+        [&](const GeneratedQuery& q, bool tally) { return CheckDialects(q, tally); });
 }
 
 }  // namespace
