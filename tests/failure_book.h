@@ -57,11 +57,12 @@ class FailureBook {
   // The text with its line breaks shown as " | ", cut to `limit` characters.
   static std::string OneLine(std::string_view text, std::size_t limit) {
     std::string out;
-    for (std::size_t i = 0; i < text.size() && out.size() < limit; ++i) {
+    std::size_t i = 0;
+    for (; i < text.size() && out.size() < limit; ++i) {
       if (text[i] == '\r') continue;
       out += text[i] == '\n' ? std::string(" | ") : std::string(1, text[i]);
     }
-    if (out.size() >= limit) out += "...";
+    if (i < text.size()) out += "...";
     return out;
   }
 

@@ -704,6 +704,7 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
   Writer w(vocabulary_, d, q.LookupType, breakChance);
 
   std::vector<std::string> sections;
+  std::size_t sortSection = std::string::npos;
   if (q.Scope == QueryScope::kReqType) {
     std::vector<const TypeWords*> own;
     std::vector<const TypeWords*> external;
@@ -749,6 +750,7 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
       sort.Type = &base;
       sort.Sort = true;
       sections.push_back(w.Section(spec, "Sort", w.List(sort, 1)));
+      sortSection = sections.size() - 1;
     }
   } else {
     const bool discussion = q.Scope == QueryScope::kDiscussion;
@@ -762,6 +764,7 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
     if (d.Chance(0.35) || criteriaSections == 0) {
       ctx.Sort = true;
       sections.push_back(w.Section(word, "Sort", w.List(ctx, 1)));
+      sortSection = sections.size() - 1;
     }
   }
 
@@ -771,12 +774,18 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
     sections.push_back(d.Pick(kLeftovers));
   }
   std::string body;
-  for (const std::string& section : sections) body += (body.empty() ? "" : " ") + section;
+  std::string unsorted;
+  for (std::size_t i = 0; i < sections.size(); ++i) {
+    body += (body.empty() ? "" : " ") + sections[i];
+    if (i != sortSection) unsorted += (unsorted.empty() ? "" : " ") + sections[i];
+  }
+  if (sortSection != std::string::npos) q.TextWithoutSort = unsorted;
   if (breakChance > 0 && d.Chance(0.1) && !body.empty()) {
     // One character dropped or doubled.
     const std::size_t at = d.Below(body.size());
     if (d.Chance(0.5)) body.erase(at, 1);
     else body.insert(at, 1, body[at]);
+    q.TextWithoutSort.clear();
   }
 
   q.Count = d.Chance(0.15);

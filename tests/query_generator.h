@@ -57,6 +57,9 @@ struct GeneratedQuery {
   std::string Text;
   // The same query without its COUNT keyword; the text itself without one.
   std::string TextWithoutCount;
+  // The same query without its sort section (and without COUNT); empty when
+  // it has none.
+  std::string TextWithoutSort;
   enumQueryReturnTypes ReturnType = eBTRequirements;
   enumQueryLookupTypes LookupType = eQLTByPrefix;
   QueryScope Scope = QueryScope::kReqType;

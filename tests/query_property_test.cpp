@@ -115,14 +115,42 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
-// The query with another text, as the shrinker tries it: COUNT is read from
-// the text again.
+// The text without its sort sections: from the blank in front of each
+// "<specifier>.Sort(" to its closing parenthesis (or the end), parentheses in
+// double quotes not counted.
+std::string WithoutSortSections(const std::string& text) {
+  std::string upper = text;
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  std::string out = text;
+  std::size_t at = upper.rfind(".SORT(");
+  while (at != std::string::npos) {
+    std::size_t start = out.rfind(' ', at);
+    start = start == std::string::npos ? 0 : start;
+    std::size_t end = at + 6;
+    long depth = 1;
+    bool quoted = false;
+    for (; end < out.size() && depth > 0; ++end) {
+      if (out[end] == '"') quoted = !quoted;
+      if (!quoted && out[end] == '(') ++depth;
+      if (!quoted && out[end] == ')') --depth;
+    }
+    out.erase(start, end - start);
+    upper.erase(start, end - start);
+    at = start == 0 ? std::string::npos : upper.rfind(".SORT(", start - 1);
+  }
+  return out;
+}
+
+// The query with another text, as the shrinker tries it: COUNT and the text
+// without sort sections are read from the text again.
 GeneratedQuery WithText(GeneratedQuery q, const std::string& text) {
   q.Text = text;
   std::string head = text.substr(0, 5);
   for (char& c : head) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   q.Count = head == "COUNT";
   q.TextWithoutCount = q.Count ? text.substr(5) : text;
+  const std::string unsorted = WithoutSortSections(q.TextWithoutCount);
+  q.TextWithoutSort = unsorted == q.TextWithoutCount ? std::string() : unsorted;
   return q;
 }
 
@@ -283,6 +311,22 @@ class QueryProperty : public ::testing::Test {
     const std::vector<long> hits = KeysOf(plain.Results);
     if (std::set<long>(hits.begin(), hits.end()).size() != hits.size()) {
       out.push_back({std::string("Fetch answers a key more than once (") + ScopeName(q.Scope) + ")", own.Name(), ""});
+    }
+    if (!q.TextWithoutSort.empty()) {
+      // A sort orders the answer; it takes nothing away and adds nothing.
+      std::shared_ptr<QueryDef> unsortedDef;
+      const Outcome unsorted = Call([&](std::string& info, Rows& rows) {
+        return engine_.Fetch(q.ReturnType, q.LookupType, project, q.TextWithoutSort, info, rows, unsortedDef);
+      });
+      if (world_->WorkRows() != 0) world_->ClearWorkTables();
+      const std::vector<long> all = KeysOf(unsorted.Results);
+      if (!unsorted.Threw && unsorted.Code == eQEENone &&
+          std::set<long>(all.begin(), all.end()) != std::set<long>(hits.begin(), hits.end())) {
+        out.push_back({std::string("the sort section changes the set of keys (") + ScopeName(q.Scope) + ")",
+                       own.Name(),
+                       std::to_string(std::set<long>(hits.begin(), hits.end()).size()) + " keys sorted, " +
+                           std::to_string(std::set<long>(all.begin(), all.end()).size()) + " without the sort"});
+      }
     }
     if (tree.Threw || tree.Code != eQEENone) return out;
     CheckKeys(out, q, "Fetch with hierarchy", tree.Results);
