@@ -3,8 +3,10 @@
 // directory, opened in the store's own dialect and, through managers of their
 // own, in every other dialect with and without a schema; each project records
 // the statements sent to its database. Beside the engine's connections the
-// world keeps connections of its own to both files, to read the work tables,
-// a checksum of the data and the owners of requirement and discussion keys.
+// world keeps connections of its own to both files, to read the work tables
+// in the files, a checksum of the data and the owners of requirement and
+// discussion keys; the work tables of each engine connection (temporary
+// tables of that connection) it reads through that connection.
 //
 //   DemoWorld world(120, 11);
 //   auto& own = world.Own();                  // dbmsnamecode 1 as the file has it
@@ -73,31 +75,65 @@ class DemoWorld {
   std::vector<Dialect>& Foreign() { return foreign_; }
   const std::filesystem::path& MainFile() const { return main_; }
 
-  // The rows in the work tables of both files, and which tables hold them.
-  long WorkRows(std::string* where = nullptr) const {
+  // The rows in the work tables, and which tables hold them: those of both
+  // files, read through connections of the world's own, and the temporary
+  // ones of the connections of the dialect's projects (all dialects when
+  // none is named), read through their DataServices.
+  long WorkRows(const Dialect* dialect = nullptr, std::string* where = nullptr) const {
     long total = 0;
+    const auto note = [&](const std::string& place, long rows) {
+      if (rows != 0 && where) *where += place + ": " + std::to_string(rows) + "; ";
+      total += rows;
+    };
+    // A store that keeps its work tables in one place only lacks the other:
+    // a table that isn't there holds no rows.
     for (int f = 0; f < 2; ++f) {
       for (const char* table : kWorkTables) {
-        const long rows = Scalar(files_[f], std::string("SELECT COUNT(*) FROM ") + table);
-        if (rows != 0 && where) *where += std::string(f ? "ext " : "") + table + ": " + std::to_string(rows) + "; ";
-        total += rows;
+        long rows = 0;
+        try {
+          rows = Scalar(files_[f], std::string("SELECT COUNT(*) FROM main.") + table);
+        } catch (const std::exception&) {
+        }
+        note(std::string(f ? "ext file " : "file ") + table, rows);
       }
     }
+    ForEachConnection(dialect, [&](const std::string& name, DataServices& data) {
+      for (const char* table : kWorkTables) {
+        long rows = 0;
+        try {
+          long affected = 0;
+          const Rows result = data.Execute(std::string("SELECT COUNT(*) FROM temp.") + table, affected)->GetRows();
+          rows = result.empty() || result[0].empty() ? 0 : static_cast<long>(result[0][0].Whole());
+        } catch (const std::exception&) {
+        }
+        note(name + " " + table, rows);
+      }
+    });
     return total;
   }
 
-  // Empties the work tables of both files.
-  void ClearWorkTables() const {
+  // Empties the work tables of both files and of the dialect's connections
+  // (all dialects when none is named).
+  void ClearWorkTables(const Dialect* dialect = nullptr) const {
     for (const std::filesystem::path& file : {main_, ext_}) {
       sqlite3* db = nullptr;
       if (sqlite3_open_v2(file.string().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
         sqlite3_busy_timeout(db, 30000);
         for (const char* table : kWorkTables) {
-          sqlite3_exec(db, (std::string("DELETE FROM ") + table).c_str(), nullptr, nullptr, nullptr);
+          sqlite3_exec(db, (std::string("DELETE FROM main.") + table).c_str(), nullptr, nullptr, nullptr);
         }
       }
       sqlite3_close_v2(db);
     }
+    ForEachConnection(dialect, [&](const std::string&, DataServices& data) {
+      for (const char* table : kWorkTables) {
+        try {
+          long rows = 0;
+          data.Execute(std::string("DELETE FROM temp.") + table, rows);
+        } catch (const std::exception&) {
+        }
+      }
+    });
   }
 
   // A checksum of every table of both files but the work tables: their
@@ -110,9 +146,8 @@ class DemoWorld {
     };
     for (sqlite3* db : files_) {
       std::vector<std::pair<std::string, std::string>> tables;
-      ForEachRow(db, "SELECT name, sql FROM sqlite_master WHERE type = 'table' ORDER BY name", [&](sqlite3_stmt* s) {
-        tables.emplace_back(Text(s, 0), Text(s, 1));
-      });
+      ForEachRow(db, "SELECT name, sql FROM sqlite_master WHERE type = 'table' ORDER BY name",
+                 [&](sqlite3_stmt* s) { tables.emplace_back(Text(s, 0), Text(s, 1)); });
       for (const auto& [name, sql] : tables) {
         mix(name.data(), name.size());
         mix(sql.data(), sql.size());
@@ -154,6 +189,26 @@ class DemoWorld {
   }
 
  private:
+  // Calls each(name, DataServices) for every project open in the dialect's
+  // manager, past the recording, so that these reads aren't counted as the
+  // engine's statements.
+  template <class F>
+  void ForEachConnection(const Dialect* dialect, F&& each) const {
+    std::vector<const Dialect*> dialects;
+    if (dialect) {
+      dialects.push_back(dialect);
+    } else {
+      dialects.push_back(&own_);
+      for (const Dialect& d : foreign_) dialects.push_back(&d);
+    }
+    for (const Dialect* d : dialects) {
+      for (const std::shared_ptr<Project>& project : d->Manager->OpenProjects()) {
+        const std::shared_ptr<DataServices> data = project->GetDataServices(d->Manager->ConnectionKey());
+        if (data) each(d->Name() + " " + project->Prefix(), *data);
+      }
+    }
+  }
+
   static bool IsWorkTable(const std::string& name) {
     for (const char* table : kWorkTables) {
       if (name == table) return true;
@@ -219,8 +274,9 @@ class DemoWorld {
                "SELECT P.PROJECTID, D.ID FROM VLDISCUSSIONS AS D "
                "INNER JOIN VLPROJECTDISCUSSIONS AS P ON P.DISCUSSIONID = D.ROOTID",
                [&](sqlite3_stmt* s) {
-      discussions_[static_cast<long>(sqlite3_column_int64(s, 0))].insert(static_cast<long>(sqlite3_column_int64(s, 1)));
-    });
+                 discussions_[static_cast<long>(sqlite3_column_int64(s, 0))].insert(
+                     static_cast<long>(sqlite3_column_int64(s, 1)));
+               });
   }
 
   TempDir dir_;

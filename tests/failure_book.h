@@ -23,7 +23,8 @@ class FailureBook {
  public:
   // cls: the class of the failure; each input counts once in a class, under
   // the key it is added with.
-  void Add(const std::string& cls, const std::string& dialect, const std::string& inputKey, const std::string& example) {
+  void Add(const std::string& cls, const std::string& dialect, const std::string& inputKey,
+           const std::string& example) {
     Entry& entry = classes_[cls];
     entry.Dialects.insert(dialect);
     if (entry.Inputs.insert(inputKey).second && entry.Examples.size() < kKeptExamples) {
@@ -49,7 +50,8 @@ class FailureBook {
       out << "\n[" << entry->Inputs.size() << " inputs] " << cls << "\n  dialects:";
       for (const std::string& d : entry->Dialects) out << " {" << d << "}";
       out << "\n";
-      for (std::size_t i = 0; i < entry->Examples.size() && i < examples; ++i) out << "  - " << entry->Examples[i] << "\n";
+      for (std::size_t i = 0; i < entry->Examples.size() && i < examples; ++i)
+        out << "  - " << entry->Examples[i] << "\n";
     }
     return out.str();
   }

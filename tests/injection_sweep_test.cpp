@@ -139,14 +139,30 @@ std::vector<Position> Positions(const QueryVocabulary& v) {
   const std::string user = v.Users.empty() ? "zzz" : v.Users.front().Name;
   const std::string document = v.Documents.empty() ? "DATABASE" : v.Documents.front().Name;
   const std::vector<SysAttr> requirementAttrs{
-      {"KEY", {"1"}},          {"TAG", kHarmlessText},          {"ROOTTAG#", {"1", "1.1"}},
-      {"TEXT", kHarmlessText}, {"AUTHORNAME", {user}},          {"AUTHORKEY", {user}},
-      {"AUTHOR", {user}},      {"LOCATIONNAME", {document}},    {"LOCATIONKEY", {document}},
-      {"LOCATION", {document}}, {"REVISION", {"1", "zzz"}},     {"REASON", kHarmlessText},
-      {"DISCUSSIONKEY", {"1"}}, {"DISCUSSIONSTATUS", {"1"}},    {"KEYSCALAR", {"1"}},
-      {"HIERLEVEL", {"1"}},    {"DATETIME", {"1/2/2020"}},      {"BOOKMARKNAME", kHarmlessText},
-      {"ISDOCTEXTCURRENT", {"True"}}, {"NAME", kHarmlessText},  {"DOCPOSITION", {"1"}},
-      {"PACKAGEKEY", {"1"}},   {"PACKAGENAME", kHarmlessText},  {"SUSPECTDATETIME", {"1/2/2020"}},
+      {"KEY", {"1"}},
+      {"TAG", kHarmlessText},
+      {"ROOTTAG#", {"1", "1.1"}},
+      {"TEXT", kHarmlessText},
+      {"AUTHORNAME", {user}},
+      {"AUTHORKEY", {user}},
+      {"AUTHOR", {user}},
+      {"LOCATIONNAME", {document}},
+      {"LOCATIONKEY", {document}},
+      {"LOCATION", {document}},
+      {"REVISION", {"1", "zzz"}},
+      {"REASON", kHarmlessText},
+      {"DISCUSSIONKEY", {"1"}},
+      {"DISCUSSIONSTATUS", {"1"}},
+      {"KEYSCALAR", {"1"}},
+      {"HIERLEVEL", {"1"}},
+      {"DATETIME", {"1/2/2020"}},
+      {"BOOKMARKNAME", kHarmlessText},
+      {"ISDOCTEXTCURRENT", {"True"}},
+      {"NAME", kHarmlessText},
+      {"DOCPOSITION", {"1"}},
+      {"PACKAGEKEY", {"1"}},
+      {"PACKAGENAME", kHarmlessText},
+      {"SUSPECTDATETIME", {"1/2/2020"}},
   };
   for (const SysAttr& a : requirementAttrs) {
     Position p;
@@ -183,10 +199,20 @@ std::vector<Position> Positions(const QueryVocabulary& v) {
   // Discussion attributes.
   const std::string group = v.Groups.empty() ? "zzz" : v.Groups.front().Name;
   const std::vector<SysAttr> discussionAttrs{
-      {"SUBJECT", kHarmlessText}, {"REQUIREMENTKEY", {"1"}}, {"AUTHOR", {user}},     {"AUTHORKEY", {"1"}},
-      {"PRIORITY", {"1"}},        {"STATUS", {"1"}},         {"GROUP", {group}},     {"GROUPKEY", {"1"}},
-      {"KEY", {"1"}},             {"SUBMITDATE", {"1/2/2020"}}, {"RESPONSES", {"True"}}, {"HASREAD", {"True"}},
-      {"USER", {user}},           {"USERKEY", {"1"}},
+      {"SUBJECT", kHarmlessText},
+      {"REQUIREMENTKEY", {"1"}},
+      {"AUTHOR", {user}},
+      {"AUTHORKEY", {"1"}},
+      {"PRIORITY", {"1"}},
+      {"STATUS", {"1"}},
+      {"GROUP", {group}},
+      {"GROUPKEY", {"1"}},
+      {"KEY", {"1"}},
+      {"SUBMITDATE", {"1/2/2020"}},
+      {"RESPONSES", {"True"}},
+      {"HASREAD", {"True"}},
+      {"USER", {user}},
+      {"USERKEY", {"1"}},
   };
   for (const SysAttr& a : discussionAttrs) {
     Position p;
@@ -237,8 +263,9 @@ std::vector<Position> Positions(const QueryVocabulary& v) {
   add("base specifier by GUID", "ReqType.GUID(@@)", {base->Type.GUID}, eQLTByGUID);
   add("attribute word", "ReqType.Prefix(" + spec + ") " + spec + ".Criteria(@@ = 1)", {"KEY"});
   add("project-wide attribute word", "REQUIREMENT.Criteria(@@ = 1)", {"KEY"});
-  add("system attribute by key, value", "ReqType.Key(" + std::to_string(base->Type.Key) + ") " +
-          std::to_string(base->Type.Key) + ".Criteria(-3 Between 1 And @@)",
+  add("system attribute by key, value",
+      "ReqType.Key(" + std::to_string(base->Type.Key) + ") " + std::to_string(base->Type.Key) +
+          ".Criteria(-3 Between 1 And @@)",
       {"1"}, eQLTByKey);
   return out;
 }
@@ -290,9 +317,9 @@ class InjectionSweep : public ::testing::Test {
       const std::size_t at = s.sql.find_first_not_of(" \r\n");
       if (at != std::string::npos && s.sql.compare(at, 6, "INSERT") == 0) made.Shape += " ;; " + sqltext::Shape(s.sql);
     }
-    if (world_->WorkRows() != 0) {
+    if (world_->WorkRows(&d) != 0) {
       book_.Add("Validate leaves rows in the work tables", d.Name(), p.Where, query);
-      world_->ClearWorkTables();
+      world_->ClearWorkTables(&d);
     }
     return made;
   }
@@ -361,10 +388,9 @@ TEST_F(InjectionSweep, PayloadsChangeNothingButLiterals) {
           if (j == 0) ++accepted;
           const std::vector<Made>& before = baselineOf(d);
           if (before.empty()) {
-            book_.Add("accepted with the payload, refused with every harmless value: " + p.Where, d->Name(),
-                      example, example);
-          } else if (std::none_of(before.begin(), before.end(),
-                                  [&](const Made& b) { return b.Shape == made.Shape; })) {
+            book_.Add("accepted with the payload, refused with every harmless value: " + p.Where, d->Name(), example,
+                      example);
+          } else if (std::none_of(before.begin(), before.end(), [&](const Made& b) { return b.Shape == made.Shape; })) {
             const bool added = HasTokensBeyond(made.Shape, before.front().Shape);
             book_.Add((added ? "the payload reaches the statement outside a literal: "
                              : "the value is lost from the statement: ") +
@@ -384,9 +410,9 @@ TEST_F(InjectionSweep, PayloadsChangeNothingButLiterals) {
             // data and the work tables are this test's.
           }
           std::string where;
-          if (world.WorkRows(&where) != 0) {
+          if (world.WorkRows(d, &where) != 0) {
             book_.Add("Fetch leaves rows in the work tables", d->Name(), example, example + "\n      " + where);
-            world.ClearWorkTables();
+            world.ClearWorkTables(d);
           }
           bool wrote = ++fetched % 50 == 0;
           for (const RecordedStatement& st : d->Project->Statements()) {

@@ -63,7 +63,9 @@ std::string QueryWord(std::string_view text) {
   return quote ? QuotedWord(text) : std::string(text);
 }
 
-std::string SystemAttrGUID(std::string_view xx) { return "{B9FA15" + std::string(xx) + "-4209-11D4-9A75-0010A4F40007}"; }
+std::string SystemAttrGUID(std::string_view xx) {
+  return "{B9FA15" + std::string(xx) + "-4209-11D4-9A75-0010A4F40007}";
+}
 
 std::string SpecifierText(const TypeWords& type, enumQueryLookupTypes lookup) {
   switch (lookup) {
@@ -215,14 +217,14 @@ std::vector<std::string> OpsOf(OpSet set) {
 
 // ---- Values -------------------------------------------------------------------------
 
-const std::vector<std::string> kTexts{"%log%", "log",    "Secure%", "%",      "_",     "%e%",   "a",    "Test",
-                                      "1.0",   "%2.0%",  "x_y",     "Review", "%ing", "REST",  "Manual"};
+const std::vector<std::string> kTexts{"%log%", "log",   "Secure%", "%",      "_",    "%e%",  "a",     "Test",
+                                      "1.0",   "%2.0%", "x_y",     "Review", "%ing", "REST", "Manual"};
 const std::vector<std::string> kPackageNames{"Release 1.0", "Release 2.0", "Backlog", "Safety case", "%Release%"};
-const std::vector<std::string> kDates{"1/2/2020",    "12/31/2021",  "2020-01-02", "1/2/20",      "7/4/2019",
-                                      "2/29/2024",   "1/1/1900",    "12/31/9999", "2021-06-30", "3/15/2022"};
+const std::vector<std::string> kDates{"1/2/2020",  "12/31/2021", "2020-01-02", "1/2/20",     "7/4/2019",
+                                      "2/29/2024", "1/1/1900",   "12/31/9999", "2021-06-30", "3/15/2022"};
 const std::vector<std::string> kTimes{"10:30", "23:59:59", "0:00", "7:05 PM", "12:00:01", "9:15 AM"};
-const std::vector<std::string> kDateTimes{"1/2/2020", "1/2/2020 10:30", "2020-01-02 10:30:00", "2020-01-02",
-                                          "6/30/2021 23:59:59", "12/31/2019", "2022-03-15 07:00"};
+const std::vector<std::string> kDateTimes{"1/2/2020",           "1/2/2020 10:30", "2020-01-02 10:30:00", "2020-01-02",
+                                          "6/30/2021 23:59:59", "12/31/2019",     "2022-03-15 07:00"};
 const std::vector<std::string> kBooleans{"True", "False", "true", "FALSE", "1", "0", "-1"};
 
 // Values that fit no attribute well or anything at all: empty, quotes,
@@ -291,9 +293,10 @@ const std::vector<std::string> kOddValues{
 };
 
 const std::vector<std::string> kRootTags{"1", "2", "3", "1.1", "1.2", "2.1.1", "10", "4.2.1.1", "7"};
-const std::vector<std::string> kOddRootTags{"0",     "-1",    "1.",  ".1",  "1..2", "1.x",       "abc",
-                                            "1.5e3", "1,2",   "00001", "99999999999", "1.99999999999",
-                                            "<NO ENTRY>", "1 OR 1=1", "1) OR (1=1", ""};
+const std::vector<std::string> kOddRootTags{"0",          "-1",       "1.",          ".1",
+                                            "1..2",       "1.x",      "abc",         "1.5e3",
+                                            "1,2",        "00001",    "99999999999", "1.99999999999",
+                                            "<NO ENTRY>", "1 OR 1=1", "1) OR (1=1",  ""};
 
 // A destination as a relationship names it: a query whose base lies in an
 // external project reads its destinations in that project, where they are
@@ -384,8 +387,8 @@ class Writer {
   AttrPick PickAttr(const ListContext& ctx) {
     AttrPick pick;
     if (Break()) {
-      static const std::vector<std::string> kUnknown{"Nosuch", "\"No such\"", "-10", "0", "{00000000-0000}",
-                                                     "TRACED-TO", "COUNT"};
+      static const std::vector<std::string> kUnknown{"Nosuch",          "\"No such\"", "-10",  "0",
+                                                     "{00000000-0000}", "TRACED-TO",   "COUNT"};
       pick.Word = d_.Pick(kUnknown);
       return pick;
     }
@@ -631,9 +634,7 @@ class Writer {
     }
     if (d_.Chance(0.35)) {
       std::string direct = d_.Chance(0.2) ? "Not " : "";
-      direct += lookup_ == eQLTByKey    ? "-103"
-                : lookup_ == eQLTByGUID ? SystemAttrGUID("89")
-                                        : Cased("DIRECT-ONLY");
+      direct += lookup_ == eQLTByKey ? "-103" : lookup_ == eQLTByGUID ? SystemAttrGUID("89") : Cased("DIRECT-ONLY");
       direct += " = ";
       direct += Break() ? "maybe" : (d_.Chance(0.75) ? "\"FALSE\"" : (d_.Chance(0.5) ? "TRUE" : "false"));
       parts.push_back(direct);
@@ -641,7 +642,8 @@ class Writer {
     // The trace expression mostly first, the others in any order.
     if (parts.size() > 1 && d_.Chance(0.2)) std::swap(parts[0], parts[1 + d_.Below(parts.size() - 1)]);
     std::string out;
-    for (std::size_t i = 0; i < parts.size(); ++i) out += (i ? " " + (Break() ? Connector() : "AND") + " " : "") + parts[i];
+    for (std::size_t i = 0; i < parts.size(); ++i)
+      out += (i ? " " + (Break() ? Connector() : "AND") + " " : "") + parts[i];
     if (out.empty()) out = "STATUS = \"SUSPECT\"";
     return out;
   }
@@ -694,8 +696,8 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
   const double breakChance = d.Chance(0.22) ? 0.12 : 0.0;
   const auto scopeDraw = d.Below(100);
   q.Scope = scopeDraw < 70 || vocabulary_.Types.empty() ? QueryScope::kReqType
-            : scopeDraw < 82                              ? QueryScope::kProjectWide
-                                                          : QueryScope::kDiscussion;
+            : scopeDraw < 82                            ? QueryScope::kProjectWide
+                                                        : QueryScope::kDiscussion;
   if (vocabulary_.Types.empty() && scopeDraw < 70) q.Scope = QueryScope::kProjectWide;
   q.ReturnType = q.Scope == QueryScope::kDiscussion ? eBTDiscussions : eBTRequirements;
   // Sections of these two kinds can't be named by GUID; a few such queries do.
@@ -719,8 +721,8 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
     std::string form = kForms[q.LookupType];
     std::string baseSpec = spec;
     if (w.Break()) {
-      static const std::vector<std::string> kBadBases{"", "NOSUCH", "REQUIREMENT", "DISCUSSION", "NOEXT.PR", "0",
-                                                      "{00000000-0000-0000-0000-000000000000}", "\"\""};
+      static const std::vector<std::string> kBadBases{
+          "", "NOSUCH", "REQUIREMENT", "DISCUSSION", "NOEXT.PR", "0", "{00000000-0000-0000-0000-000000000000}", "\"\""};
       baseSpec = d.Pick(kBadBases);
     }
     if (w.Break()) form = kForms[1 + d.Below(3)];
@@ -769,8 +771,8 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
   }
 
   if (w.Break()) {
-    static const std::vector<std::string> kLeftovers{"xx", "PR.Critera(Name = x)", ")", "AND", "COUNT", "\"",
-                                                     "ReqType.Prefix(SR)"};
+    static const std::vector<std::string> kLeftovers{"xx", "PR.Critera(Name = x)", ")", "AND", "COUNT",
+                                                     "\"", "ReqType.Prefix(SR)"};
     sections.push_back(d.Pick(kLeftovers));
   }
   std::string body;
@@ -783,8 +785,10 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
   if (breakChance > 0 && d.Chance(0.1) && !body.empty()) {
     // One character dropped or doubled.
     const std::size_t at = d.Below(body.size());
-    if (d.Chance(0.5)) body.erase(at, 1);
-    else body.insert(at, 1, body[at]);
+    if (d.Chance(0.5))
+      body.erase(at, 1);
+    else
+      body.insert(at, 1, body[at]);
     q.TextWithoutSort.clear();
   }
 

@@ -33,10 +33,10 @@ namespace vlq::test {
 struct TypeWords {
   ReqType Type;
   bool External = false;
-  long ProjectKey = 0;      // Project.Key of the project that holds the type
-  std::string ProjPrefix;   // external: the reference's prefix
-  std::string ProjRelKey;   // external: the reference's relative key
-  std::string ProjGUID;     // external: the reference's GUID
+  long ProjectKey = 0;     // Project.Key of the project that holds the type
+  std::string ProjPrefix;  // external: the reference's prefix
+  std::string ProjRelKey;  // external: the reference's relative key
+  std::string ProjGUID;    // external: the reference's GUID
 };
 
 struct QueryVocabulary {

@@ -76,7 +76,9 @@ std::vector<Piece> Without(const std::vector<Piece>& pieces, std::size_t from, s
 }
 
 bool IsOpen(const Piece& p) { return p.Text.find('(') != std::string::npos && p.Text.back() == '('; }
-bool IsClose(const Piece& p) { return !p.Text.empty() && p.Text.back() == ')' && p.Text.find_first_not_of(" )") == std::string::npos; }
+bool IsClose(const Piece& p) {
+  return !p.Text.empty() && p.Text.back() == ')' && p.Text.find_first_not_of(" )") == std::string::npos;
+}
 
 }  // namespace
 
@@ -93,9 +95,9 @@ std::string ShrinkQuery(const std::string& text, const std::function<bool(const 
     // Runs of pieces, long ones first.
     for (std::size_t chunk = std::max<std::size_t>(pieces.size() / 2, 1); chunk >= 1 && budget > 0; chunk /= 2) {
       for (std::size_t start = 0; start + chunk <= pieces.size() && budget > 0;) {
-        const bool fixed = std::any_of(pieces.begin() + static_cast<long>(start),
-                                       pieces.begin() + static_cast<long>(start + chunk),
-                                       [](const Piece& p) { return p.Fixed; });
+        const bool fixed =
+            std::any_of(pieces.begin() + static_cast<long>(start), pieces.begin() + static_cast<long>(start + chunk),
+                        [](const Piece& p) { return p.Fixed; });
         std::vector<Piece> candidate = fixed ? pieces : Without(pieces, start, start + chunk);
         if (!fixed && attempt(candidate)) {
           pieces = std::move(candidate);

@@ -58,8 +58,8 @@ bool IsClauseWord(const Token& t) {
 }
 // Calls without arguments that a dialect may write.
 bool IsNoArgumentFunction(const Token& t) {
-  static const std::set<std::string, std::less<>> kWords{"NOW", "GETDATE", "SYSDATE", "CURRENT_TIMESTAMP",
-                                                         "ROW_NUMBER", "RAND", "RANDOM", "NEWID"};
+  static const std::set<std::string, std::less<>> kWords{"NOW",        "GETDATE", "SYSDATE", "CURRENT_TIMESTAMP",
+                                                         "ROW_NUMBER", "RAND",    "RANDOM",  "NEWID"};
   return t.kind == Token::kWord && kWords.count(Upper(t.text)) > 0;
 }
 
@@ -175,7 +175,8 @@ std::vector<std::string> FormProblems(std::string_view sql) {
       if (nextEnds || IsConnector(*next)) problems.push_back("comparison " + cur.text + " without a right side");
       if (!prev || !IsOperand(*prev)) problems.push_back("comparison " + cur.text + " without a left side");
     }
-    if (IsSymbol(cur, ",") && (!next || IsSymbol(*next, ")") || IsSymbol(*next, ",") || !prev || IsSymbol(*prev, "("))) {
+    if (IsSymbol(cur, ",") &&
+        (!next || IsSymbol(*next, ")") || IsSymbol(*next, ",") || !prev || IsSymbol(*prev, "("))) {
       problems.push_back("empty item in a list");
     }
     if (IsLiteral(cur) && next && IsLiteral(*next)) {

@@ -2,13 +2,14 @@
 // the engine is known to write well (the golden statements of all dialects)
 // and catch the forms that no database accepts.
 
+#include "sql_text_check.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 
 #include "sql_test_support.h"
-#include "sql_text_check.h"
 
 namespace vlq::test {
 namespace {
