@@ -27,7 +27,8 @@
 
 #include "closure_test_support.h"
 #include "demo_project.h"
-#include "platform/sqlite_project_manager.h"
+#include "platform/store_project.h"
+#include "platform/store_project_manager.h"
 #include "store_fixture.h"
 
 namespace vlq::test {
@@ -37,7 +38,7 @@ class DemoWorld {
   struct Dialect {
     std::string Code;    // dbmsnamecode
     std::string Schema;  // as the connection property holds it, with its dot
-    std::shared_ptr<platform::SqliteProjectManager> Manager;
+    std::shared_ptr<platform::StoreProjectManager> Manager;
     std::shared_ptr<RecordingProject> Project;
     std::string Name() const { return "dbms " + Code + (Schema.empty() ? "" : " schema " + Schema); }
   };
@@ -53,7 +54,7 @@ class DemoWorld {
     tools::MakeDemoProject(main_, options);
     ext_ = tools::DemoExtFile(main_);
     own_ = OpenDialect("", "");
-    for (const char* code : {"1", "3", "4", "5", "7"}) {
+    for (const char* code : {"1", "3", "4", "5", "7", "8"}) {
       for (const char* schema : {"", "PROJ1."}) {
         if (std::string(code) == "1" && *schema == '\0') continue;  // the store's own
         foreign_.push_back(OpenDialect(code, schema));
@@ -202,7 +203,7 @@ class DemoWorld {
       for (const Dialect& d : foreign_) dialects.push_back(&d);
     }
     for (const Dialect* d : dialects) {
-      for (const std::shared_ptr<Project>& project : d->Manager->OpenProjects()) {
+      for (const std::shared_ptr<platform::StoreProject>& project : d->Manager->OpenProjects()) {
         const std::shared_ptr<DataServices> data = project->GetDataServices(d->Manager->ConnectionKey());
         if (data) each(d->Name() + " " + project->Prefix(), *data);
       }
@@ -220,10 +221,10 @@ class DemoWorld {
     Dialect d;
     d.Code = code.empty() ? "1" : code;
     d.Schema = schema;
-    d.Manager = platform::SqliteProjectManager::Create();
+    d.Manager = platform::StoreProjectManager::Create();
     if (!code.empty()) d.Manager->OverrideConnectionProperty("dbmsnamecode", code);
     if (!schema.empty()) d.Manager->OverrideConnectionProperty("schema", schema);
-    d.Project = std::make_shared<RecordingProject>(d.Manager->Open(main_));
+    d.Project = std::make_shared<RecordingProject>(d.Manager->Open(main_.string()));
     return d;
   }
 
