@@ -33,6 +33,7 @@ struct RecordedStatement {
   std::string sql;
   long rows = 0;
   bool failed = false;
+  std::string error;  // the failure's description when it failed
 };
 
 class RecordingDataServices : public DataServices {
@@ -40,11 +41,15 @@ class RecordingDataServices : public DataServices {
   explicit RecordingDataServices(std::shared_ptr<DataServices> inner) : inner_(std::move(inner)) {}
 
   std::shared_ptr<ResultSet> Execute(std::string_view sql, long& lRowsAffected) override {
-    Statements.push_back({std::string(sql), 0, false});
+    Statements.push_back({std::string(sql), 0, false, {}});
     try {
       auto rs = inner_->Execute(sql, lRowsAffected);
       Statements.back().rows = lRowsAffected;
       return rs;
+    } catch (const std::exception& e) {
+      Statements.back().failed = true;
+      Statements.back().error = e.what();
+      throw;
     } catch (...) {
       Statements.back().failed = true;
       throw;
