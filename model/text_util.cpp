@@ -16,7 +16,9 @@ bool IsAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
 char LowerAscii(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
 
 // The characters of a text one at a time with their folded forms. A character
-// folds to at most three characters, so a small buffer holds any of them.
+// folds to at most three characters (12 bytes). The folds of the characters
+// met last on the thread are kept, as texts repeat their letters: a search
+// through text beyond ASCII asks ICU about a letter once, not at every step.
 class CharFolder {
  public:
   struct Char {
@@ -28,8 +30,8 @@ class CharFolder {
   Char At(std::string_view s, std::size_t i) {
     const char c = s[i];
     if (IsAscii(c)) {
-      buffer_[0] = LowerAscii(c);
-      return {1, {buffer_.data(), 1}};
+      ascii_ = LowerAscii(c);
+      return {1, {&ascii_, 1}};
     }
     // A UTF-8 character has at most 4 bytes; the window keeps the indices of
     // the decoder small whatever the length of s.
@@ -39,19 +41,34 @@ class CharFolder {
     UChar32 codePoint = 0;
     U8_NEXT(bytes, end, window, codePoint);
     if (codePoint >= 0) {
-      UErrorCode status = U_ZERO_ERROR;
-      const std::int32_t n =
-          icu::CaseMap::utf8Fold(U_FOLD_CASE_DEFAULT, s.data() + i, end, buffer_.data(),
-                                 static_cast<std::int32_t>(buffer_.size()), nullptr, status);
-      if (U_SUCCESS(status)) return {static_cast<std::size_t>(end), {buffer_.data(), static_cast<std::size_t>(n)}};
+      Slot& slot = slots_[static_cast<std::size_t>(codePoint) % slots_.size()];
+      if (slot.codePoint != codePoint) {
+        UErrorCode status = U_ZERO_ERROR;
+        const std::int32_t n = icu::CaseMap::utf8Fold(U_FOLD_CASE_DEFAULT, s.data() + i, end, slot.folded.data(),
+                                                      static_cast<std::int32_t>(slot.folded.size()), nullptr, status);
+        slot.codePoint = U_SUCCESS(status) ? codePoint : -1;
+        slot.length = U_SUCCESS(status) ? static_cast<std::size_t>(n) : 0;
+      }
+      if (slot.codePoint == codePoint) return {static_cast<std::size_t>(end), {slot.folded.data(), slot.length}};
     }
     // A byte of no well-formed character stands for itself alone.
-    buffer_[0] = c;
-    return {1, {buffer_.data(), 1}};
+    ascii_ = c;
+    return {1, {&ascii_, 1}};
   }
 
  private:
-  std::array<char, 32> buffer_{};
+  struct Slot {
+    UChar32 codePoint = -1;
+    std::size_t length = 0;
+    std::array<char, 16> folded{};
+  };
+  using Slots = std::array<Slot, 64>;
+  static Slots& ThreadSlots() {
+    thread_local Slots slots;
+    return slots;
+  }
+  char ascii_ = 0;
+  Slots& slots_ = ThreadSlots();
 };
 
 // Where in hay a match of the folded text starting at byte i ends, or npos
