@@ -37,10 +37,11 @@ std::size_t FindNoCase(std::string_view hay, std::string_view needle, std::size_
 // ---- SQL text: ASCII capitals ------------------------------------------------------
 //
 // The capitals the engine writes into SQL (a tag, a value compared with a
-// column in capitals, catalogue names, the path of an external database) and
-// where the databases' own rules compare: a to z in capitals, every other byte
-// as it is, so that the text meets the database's case-blind comparison as it
-// did before. Never the way to compare two names.
+// column in capitals, catalogue names, the path of an external database),
+// where the database's own rules compare: a to z in capitals, every other byte
+// as it is, the form that the store's case-blind comparisons (SQLite's NOCASE
+// and LIKE know the ASCII letters only) meet. Never the way to compare two
+// names.
 char UpperAscii(char c);
 std::string Upper(std::string_view s);
 // ASCII case only, as SQL words and the database's functions compare text.
