@@ -443,16 +443,24 @@ std::string QuerySql::GetTimeSeparator_() {
   return sTimeSeparator_;
 }
 
-bool QuerySql::IsTimeSpecified_(std::string_view sValue) {
-  const std::string separator = GetTimeSeparator_();
-  return !separator.empty() && text::FindNoCase(sValue, separator) != std::string_view::npos;
+namespace {
+
+// The parts of a time of day that a date value writes, the value as the query
+// wrote it (bare or quoted). The locale reads the text: its time separator
+// may stand in its dates too (fi-FI writes 1.2.2000 13.07).
+int TimePartsWritten(std::string_view sWritten) {
+  std::string value(text::TrimView(sWritten));
+  if (!value.empty() && value.front() == '"') {
+    long consumed = 0;
+    value = modMain::ExtractQueryBaseCriteria(value, consumed, false);
+  }
+  return modMain::Locale().TimePartsWritten(value);
 }
 
-bool QuerySql::AreSecondsSpecified_(std::string_view sValue) {
-  const std::string separator = GetTimeSeparator_();
-  if (separator.empty()) return false;
-  const std::size_t first = text::FindNoCase(sValue, separator);
-  return first != std::string_view::npos && text::FindNoCase(sValue, separator, first + 1) != std::string_view::npos;
-}
+}  // namespace
+
+bool QuerySql::IsTimeSpecified_(std::string_view sValue) { return TimePartsWritten(sValue) >= 2; }
+
+bool QuerySql::AreSecondsSpecified_(std::string_view sValue) { return TimePartsWritten(sValue) >= 3; }
 
 }  // namespace vlq
