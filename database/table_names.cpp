@@ -13,7 +13,7 @@ std::shared_ptr<ResultSet> QuerySql::ExecuteSQLStatement_(std::string_view sSql)
 }
 
 long QuerySql::ExecuteWorkStatement_(std::string_view sSql, std::shared_ptr<ResultSet>* pRows) {
-  if (!oDataServices_) return 0;
+  if (!oDataServices_ || !bRunWorkStatements_) return 0;
   if (modMain::LoggingOn()) modMain::LogInfo("ANSI SQL query submitted:  " + std::string(sSql));
   long lRowsAffected = 0;
   try {

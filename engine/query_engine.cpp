@@ -315,6 +315,9 @@ enumQueryEngineError QueryEngine::RunPipeline_(bool bMakeSql, const char* sProcN
     QuerySql& sql = *oQuerySql_;
     sql.BaseProject(oProj);
     sql.RetainHierarchy(bRetainHierarchy);
+    // A build that goes on past a failed expression writes its statements
+    // but runs none of them: the database would only refuse them.
+    sql.RunWorkStatements(bStopOnErr);
 
     if (eQueryReturnType < eBTRequirements || eQueryReturnType > eBTDiscussions) {
       sErrorInfo = modMain::Message(14002);

@@ -52,7 +52,9 @@ std::string SectionSpecText(const ProjStructSpecifier& spec, enumQueryLookupType
 // Finds the first occurrence of a keyword, case-blind. Sections are blanked as
 // they are read, so occurrences in front of an earlier match can only vanish,
 // never appear: the search goes on from there. A keyword that holds a blank
-// could be completed by blanking and is searched for from the start.
+// could be completed by blanking and is searched for from the start. The text
+// of a match may be longer or shorter than the keyword (a type "STRASSE"
+// written "Straẞe"): Length is that of the latest match.
 class KeywordFinder {
  public:
   explicit KeywordFinder(std::string keyword) : keyword_(std::move(keyword)) {
@@ -62,16 +64,17 @@ class KeywordFinder {
     // Once absent, a keyword without a blank stays absent: blanking never
     // makes one.
     if (absent_) return std::string::npos;
-    const std::size_t p = text::FindNoCase(text, keyword_, fromStart_ ? 0 : from_);
+    const std::size_t p = text::FindNoCase(text, keyword_, fromStart_ ? 0 : from_, &length_);
     if (p != std::string::npos) from_ = p;
     else
       absent_ = !fromStart_;
     return p;
   }
-  std::size_t Length() const { return keyword_.size(); }
+  std::size_t Length() const { return length_; }
 
  private:
   std::string keyword_;
+  std::size_t length_ = 0;
   std::size_t from_ = 0;
   bool fromStart_ = false;
   bool absent_ = false;
@@ -95,9 +98,10 @@ bool CutSection(std::string& working, std::size_t p, std::size_t keywordLength, 
 
 enumQueryEngineError QueryEngine::ExtractKeywordCount_(std::string& /*sErrorInfo*/) {
   modMain::HandleAndLeave("QueryEngine.ExtractKeywordCount_", [&] {
-    if (text::FindNoCase(sWorkingText_, "COUNT") == 0) {
+    std::size_t length = 0;
+    if (text::StartsWithNoCase(sWorkingText_, "COUNT", &length)) {
       oQuerySql_->CountOnly(true);
-      BlankAt(sWorkingText_, 0, 5);
+      BlankAt(sWorkingText_, 0, length);
     }
   });
   return eQEENone;
@@ -110,7 +114,8 @@ enumQueryEngineError QueryEngine::ExtractQueryBasePrefix(std::string& sErrorInfo
     if (sql.QueryReturnType() == eBTRequirements) {
       const char* word = sql.LookupType() == eQLTByPrefix ? "Prefix" : sql.LookupType() == eQLTByKey ? "Key" : "GUID";
       const std::string keyword = std::string("ReqType.") + word;
-      const std::size_t p = text::FindNoCase(sWorkingText_, keyword);
+      std::size_t length = 0;
+      const std::size_t p = text::FindNoCase(sWorkingText_, keyword, 0, &length);
       if (p == std::string::npos) {
         sql.ReqQueryScope(eVLSProject);
         result = sql.BaseProjStruSpec().ResolveKeysAndPrefixes(sql.BaseProject(), "REQUIREMENT", sql.LookupType(),
@@ -118,8 +123,8 @@ enumQueryEngineError QueryEngine::ExtractQueryBasePrefix(std::string& sErrorInfo
         return;
       }
       sql.ReqQueryScope(eVLSReqType);
-      BlankAt(sWorkingText_, p, keyword.size());
-      std::string data = modMain::DataBetweenParens(sWorkingText_, p + keyword.size() + 1);
+      BlankAt(sWorkingText_, p, length);
+      std::string data = modMain::DataBetweenParens(sWorkingText_, p + length + 1);
       if (data.empty()) {
         sErrorInfo = modMain::Message(14011);
         result = eQEEMissingBaseTypePrefix;

@@ -115,7 +115,7 @@ enumSystemAttrKey SystemAttrStringToEnum(enumQueryReturnTypes eBaseType, std::st
       switch (eLookupType) {
         case eQLTByPrefix:
           for (const AttrWords& words : kReqAttrs) {
-            if (sWord == words.sTableText || sWord == words.sQueryText) {
+            if (text::EqualsNoCase(sWord, words.sTableText) || text::EqualsNoCase(sWord, words.sQueryText)) {
               result = words.eKey;
               return;
             }
@@ -130,7 +130,8 @@ enumSystemAttrKey SystemAttrStringToEnum(enumQueryReturnTypes eBaseType, std::st
         }
         case eQLTByGUID:
           for (const AttrWords& words : kReqAttrs) {
-            if (sWord == SystemAttrGUID(words.sTableDigits) || sWord == SystemAttrGUID(words.sQueryDigits)) {
+            if (text::EqualsNoCase(sWord, SystemAttrGUID(words.sTableDigits)) ||
+                text::EqualsNoCase(sWord, SystemAttrGUID(words.sQueryDigits))) {
               result = words.eKey;
               return;
             }
@@ -143,7 +144,7 @@ enumSystemAttrKey SystemAttrStringToEnum(enumQueryReturnTypes eBaseType, std::st
     if (eBaseType == eBTDiscussions) {
       if (eLookupType == eQLTByPrefix) {
         for (const DiscWords& words : kDiscAttrs) {
-          if (sWord == words.sText) {
+          if (text::EqualsNoCase(sWord, words.sText)) {
             result = words.eKey;
             return;
           }

@@ -344,7 +344,7 @@ std::string QuerySql::FinalHierarchySQL_(long lSessionID) {
     lines.push_back("WHERE " + FO + ".SESSIONID=" + hierarchy::SessionText(lSessionID) + " ");
     // The level criterion of the query applies here, to the finished tree,
     // not to the search.
-    if (!HierLevelExpr.empty()) lines.push_back("AND " + HierLevelExpr + " " + HierLevelOp + " " + HierLevelValue);
+    for (const std::string& term : HierLevelTerms) lines.push_back("AND " + term);
     if (!bCountOnly_) lines.push_back("ORDER BY " + FO + ".ORDERTAG");
     sSql = hierarchy::JoinLines(lines);
   });

@@ -1,8 +1,9 @@
 #pragma once
 // The ordered collection of the engine: items in insertion order, positions
-// from 1, each item with an optional text key compared without regard to
-// (ASCII) case. An item whose key is already in use is refused: Add says so and
-// the collection is unchanged. Callers rely on that refusal to drop duplicates.
+// from 1, each item with an optional text key compared without regard to case
+// (Unicode case folding, as names compare). An item whose key is already in use
+// is refused: Add says so and the collection is unchanged. Callers rely on that
+// refusal to drop duplicates.
 
 #include <cstddef>
 #include <optional>
@@ -24,13 +25,14 @@ class Collection {
  public:
   // Appends the item; false (and nothing added) when the key is in use.
   bool Add(T item, std::optional<std::string_view> key = std::nullopt) {
-    std::optional<std::string> folded;
+    std::optional<std::string> original;
     if (key) {
-      folded = text::Upper(*key);
-      if (index_.count(*folded) != 0) return false;
-      index_.emplace(*folded, items_.size());
+      std::string folded = text::Fold(*key);
+      if (index_.count(folded) != 0) return false;
+      index_.emplace(std::move(folded), items_.size());
+      original.emplace(*key);
     }
-    items_.push_back(Entry{std::move(item), std::move(folded)});
+    items_.push_back(Entry{std::move(item), std::move(original)});
     return true;
   }
 
@@ -46,14 +48,14 @@ class Collection {
   }
   // By key, case-blind; nullptr when there is no such key.
   const T* Item(std::string_view key) const {
-    auto it = index_.find(text::Upper(key));
+    auto it = index_.find(text::Fold(key));
     return it == index_.end() ? nullptr : &items_[it->second].item;
   }
   T* Item(std::string_view key) {
-    auto it = index_.find(text::Upper(key));
+    auto it = index_.find(text::Fold(key));
     return it == index_.end() ? nullptr : &items_[it->second].item;
   }
-  bool Contains(std::string_view key) const { return index_.count(text::Upper(key)) != 0; }
+  bool Contains(std::string_view key) const { return index_.count(text::Fold(key)) != 0; }
 
   void Remove(std::size_t position) {
     if (position < 1 || position > items_.size()) return;
@@ -90,7 +92,7 @@ class Collection {
   const_iterator begin() const { return const_iterator(items_.begin()); }
   const_iterator end() const { return const_iterator(items_.end()); }
 
-  // The key an item was added under, if any.
+  // The key an item was added under, as it was given, if any.
   std::optional<std::string> KeyAt(std::size_t position) const {
     if (position < 1 || position > items_.size()) return std::nullopt;
     return items_[position - 1].key;
@@ -99,12 +101,12 @@ class Collection {
  private:
   struct Entry {
     T item;
-    std::optional<std::string> key;  // folded to upper case
+    std::optional<std::string> key;  // as given to Add
   };
   void Reindex() {
     index_.clear();
     for (std::size_t i = 0; i < items_.size(); ++i) {
-      if (items_[i].key) index_.emplace(*items_[i].key, i);
+      if (items_[i].key) index_.emplace(text::Fold(*items_[i].key), i);
     }
   }
   std::vector<Entry> items_;

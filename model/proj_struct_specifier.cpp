@@ -76,11 +76,11 @@ std::shared_ptr<ExtProject> FindReference(const std::shared_ptr<Project>& oProj,
   const auto identity = [eLookupType](const ExtProject& r) {
     switch (eLookupType) {
       case eQLTByPrefix:
-        return text::Upper(r.Prefix());
+        return text::Fold(r.Prefix());
       case eQLTByKey:
         return std::to_string(r.RelKey());
       default:
-        return text::Upper(r.GUID());
+        return text::Fold(r.GUID());
     }
   };
   const std::string wanted = identity(*ref);

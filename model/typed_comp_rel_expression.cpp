@@ -63,8 +63,9 @@ std::string SpecifierText(const ProjStructSpecifier& spec, enumQueryLookupTypes 
 
 // The three forms of a trace relationship attribute: text, decimal key, GUID.
 bool IsRelAttrWord(std::string_view sWord, enumSystemAttrKey eKey) {
-  return sWord == std::to_string(static_cast<int>(eKey)) || sWord == modMain::SysRelAttrEnumToString(eKey) ||
-         sWord == modMain::SysRelAttrEnumToGUID_(eKey);
+  return sWord == std::to_string(static_cast<int>(eKey)) ||
+         text::EqualsNoCase(sWord, modMain::SysRelAttrEnumToString(eKey)) ||
+         text::EqualsNoCase(sWord, modMain::SysRelAttrEnumToGUID_(eKey));
 }
 
 }  // namespace

@@ -242,6 +242,23 @@ enumQueryEngineError TypedSimpleExpression::ResolveFreeValue_(std::string& sErrI
   const auto refuseRootTag = [&](const Variant& value) {
     return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14134, typed_values::ValueText(value)), sErrInfo);
   };
+  // No entry is the absence of a value: a requirement has it or not, so it
+  // can't be a bound of a range, a pattern, or less or greater than a value.
+  const auto refuseNoEntry = [&](const Variant& value) {
+    return Fail_(eQEEInvalidAttrData, modMain::MessageWithArg(14145, typed_values::ValueText(value)), sErrInfo);
+  };
+  switch (expr.Operator()) {
+    case eEOEquals:
+    case eEONotEquals:
+    case eEOIN:
+      break;
+    case eEOBetween:
+      if (IsNoEntry(typed_values::ValueText(expr.HighValue()))) return refuseNoEntry(expr.HighValue());
+      [[fallthrough]];
+    default:
+      if (IsNoEntry(typed_values::ValueText(expr.Value()))) return refuseNoEntry(expr.Value());
+      break;
+  }
   switch (expr.Operator()) {
     case eEOBetween: {
       Variant low = expr.Value();

@@ -3,7 +3,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
 
 #include "engine/mod_main.h"
@@ -71,11 +70,10 @@ std::string ValueText(const Variant& value) {
         const CivilDateTime c = date_serial::ToCivil(date);
         std::string separator = modMain::Locale().LocaleInfo(30);
         if (separator.empty()) separator = ":";
-        char buffer[32];
-        std::snprintf(buffer, sizeof buffer, "%d%s%02d%s%02d", c.hour, separator.c_str(), c.minute, separator.c_str(),
-                      c.second);
+        // A locale's separator may be a word of several characters.
+        const auto twoDigits = [](int n) { return (n < 10 ? "0" : "") + std::to_string(n); };
         if (!text.empty()) text += ' ';
-        text += buffer;
+        text += std::to_string(c.hour) + separator + twoDigits(c.minute) + separator + twoDigits(c.second);
       }
       return text;
     }

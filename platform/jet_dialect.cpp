@@ -125,7 +125,7 @@ std::vector<Tok> Tokenize(std::string_view s) {
 bool Significant(const Tok& t) { return t.kind != TokKind::Space && t.kind != TokKind::Comment; }
 bool IsPunct(const Tok& t, char c) { return t.kind == TokKind::Punct && t.text.size() == 1 && t.text[0] == c; }
 bool IsWord(const Tok& t, std::string_view word) {
-  return t.kind == TokKind::Word && text::EqualsNoCase(t.text, word);
+  return t.kind == TokKind::Word && text::EqualsNoCaseAscii(t.text, word);
 }
 
 // Index of the next (or previous) significant token, or npos.
@@ -160,7 +160,7 @@ constexpr std::array<std::string_view, 12> kJetFunctions = {
 
 bool IsJetFunction(std::string_view word) {
   for (std::string_view f : kJetFunctions) {
-    if (text::EqualsNoCase(word, f)) return true;
+    if (text::EqualsNoCaseAscii(word, f)) return true;
   }
   return false;
 }
@@ -339,9 +339,9 @@ bool ReadTime(Scanner& sc, CivilDateTime& c) {
   sc.SkipBlanks();
   if (!sc.AtEnd()) {
     std::string_view rest = sc.s.substr(sc.i);
-    if (text::EqualsNoCase(rest, "AM") || text::EqualsNoCase(rest, "PM")) {
+    if (text::EqualsNoCaseAscii(rest, "AM") || text::EqualsNoCaseAscii(rest, "PM")) {
       if (hour < 1 || hour > 12) return false;
-      const bool pm = text::EqualsNoCase(rest, "PM");
+      const bool pm = text::EqualsNoCaseAscii(rest, "PM");
       hour = hour % 12 + (pm ? 12 : 0);
       sc.i = sc.s.size();
     }
@@ -683,7 +683,7 @@ void FnInStr(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
   const std::string needle = TextOf(argv[first + 1]);
   const std::size_t from = ByteOffset(hay, start - 1);
   if (start - 1 > CharCount(hay)) return sqlite3_result_int(ctx, 0);
-  std::size_t pos = exact ? hay.find(needle, from) : text::FindNoCase(hay, needle, from);
+  std::size_t pos = exact ? hay.find(needle, from) : text::FindNoCaseAscii(hay, needle, from);
   if (pos == std::string::npos) return sqlite3_result_int(ctx, 0);
   sqlite3_result_int64(ctx, CharCount(std::string_view(hay).substr(0, pos)) + 1);
 }

@@ -147,6 +147,7 @@ constexpr std::array kCompiledTexts{
                   "The query names more than %1 attributes, more than one statement can join: split it into "
                   "smaller queries."},
     CompiledEntry{14144, "Discussions have no tree order: fetch them without retaining the hierarchy."},
+    CompiledEntry{14145, "<NO ENTRY> can be compared only with = or <>, or be one of the items of In: %1"},
 };
 
 constexpr bool AscendingNumbers() {

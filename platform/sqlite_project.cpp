@@ -23,7 +23,9 @@ std::string PathWithoutExtension(std::string_view path) {
   return std::string(path.substr(0, dot));
 }
 
-std::string MatchKey(std::string_view path) { return text::Upper(PathWithoutExtension(path)); }
+// The engine writes the path in capitals; it names the file whose path is the
+// same without regard to case.
+std::string MatchKey(std::string_view path) { return text::Fold(PathWithoutExtension(path)); }
 
 }  // namespace
 

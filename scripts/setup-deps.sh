@@ -5,7 +5,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libsqlite3-dev libgtest-dev libbenchmark-dev libcli11-dev
-          libpq-dev postgresql libxml2-dev libzip-dev uuid-dev libxml2-utils)
+          libpq-dev postgresql libxml2-dev libzip-dev uuid-dev libxml2-utils libicu-dev)
 
 missing=()
 for package in "${packages[@]}"; do

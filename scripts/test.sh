@@ -35,6 +35,8 @@ jobs=$(nproc 2>/dev/null || echo 2)
 if [ "$sanitize" = ON ]; then
   export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:strict_string_checks=1}
   export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+  # The random property tests take a shorter sample under the sanitizers.
+  export VLQ_PROPERTY_QUERIES=${VLQ_PROPERTY_QUERIES:-500}
 fi
 
 cmake -S "$root" -B "$build_dir" -G Ninja \

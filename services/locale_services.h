@@ -28,6 +28,22 @@ class LocaleServices {
   virtual std::optional<bool> TextToBoolean(std::string_view sText) const = 0;
   // The short date of the locale (1/2/2000 in en-US).
   virtual std::string ShortDateText(DateSerial date) const = 0;
+
+  // How much of a time of day the text of a date value writes: 0 none (a date
+  // alone, or no date), 2 hours and minutes, 3 hours, minutes and seconds. A
+  // date written without a time stands for its whole day. This default counts
+  // the time separators (LocaleInfo(30)) in the text, which serves a locale
+  // whose dates don't hold that separator.
+  virtual int TimePartsWritten(std::string_view sText) const {
+    const std::string separator = LocaleInfo(30);
+    if (separator.empty()) return 0;
+    int parts = 1;
+    for (std::size_t at = sText.find(separator); at != std::string_view::npos && parts < 3;
+         at = sText.find(separator, at + separator.size())) {
+      ++parts;
+    }
+    return parts == 1 ? 0 : parts;
+  }
 };
 
 }  // namespace vlq

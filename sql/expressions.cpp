@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <set>
+#include <string>
 
 #include "engine/mod_main.h"
 #include "model/date_serial.h"
@@ -124,6 +126,59 @@ std::string QuoteText(std::string_view sText) {
   return doubled;
 }
 
+// A comparison of the hierarchy level that can cut a finished tree.
+bool IsTreeLevelComparison(const TypedSimpleExpression& oExpr) {
+  if (!oExpr.IsSystemAttr() || oExpr.ExprNot() || oExpr.BaseType() != eBTRequirements) return false;
+  if (oExpr.AttrKey() != std::to_string(static_cast<int>(eSAKReqHierLevel))) return false;
+  switch (oExpr.Operator()) {
+    case eEOEquals:
+    case eEONotEquals:
+    case eEOLessThan:
+    case eEOLessThanOrEqual:
+    case eEOGreaterThan:
+    case eEOGreaterThanOrEqual:
+    case eEOBetween:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// The level comparisons that every hit of the list must meet: reached
+// through AND alone, with no NOT on the way. Elsewhere (beside an OR, under
+// a NOT) a level can only narrow the search, as it does without a tree.
+void CollectTreeLevelExprs(const TypedComplexExpression& oExpr, std::set<const TypedSimpleExpression*>& found) {
+  const auto* tokens = oExpr.Tokens();
+  if (tokens == nullptr) return;
+  for (const auto& oToken : *tokens) {
+    if (oToken && oToken->TokenType() == eTTOrConnector) return;
+  }
+  bool notPending = false;
+  for (const auto& oToken : *tokens) {
+    if (!oToken) continue;
+    switch (oToken->TokenType()) {
+      case eTTNotOperator:
+        notPending = true;
+        break;
+      case eTTTypedExpression:
+        if (const auto oSimple = oToken->AsTypedSimpleExpression();
+            oSimple && !notPending && IsTreeLevelComparison(*oSimple)) {
+          found.insert(oSimple.get());
+        }
+        notPending = false;
+        break;
+      case eTTTypedCompExpression:
+        if (const auto oInner = oToken->AsTypedComplexExpression(); oInner && !notPending) {
+          CollectTreeLevelExprs(*oInner, found);
+        }
+        notPending = false;
+        break;
+      default:
+        break;
+    }
+  }
+}
+
 }  // namespace
 
 // The expressions of a collection are joined with AND.
@@ -131,6 +186,16 @@ enumQueryEngineError QuerySql::ExpressionsToSQL(const Collection<std::shared_ptr
                                                 std::string& sSql, bool bNot, eExpressionContext eContext) {
   sSql.clear();
   modMain::HandleAndLeave("QuerySql.ExpressionsToSQL", [&] {
+    if (eContext == eContextBase) {
+      // The level terms are found anew for each statement of the search.
+      HierLevelTerms.clear();
+      treeLevelExprs_.clear();
+      if (bRetainHierarchy_ && !bNot) {
+        for (const auto& oExpr : cExprs) {
+          if (oExpr) CollectTreeLevelExprs(*oExpr, treeLevelExprs_);
+        }
+      }
+    }
     if (cExprs.Empty()) return;
     const bool several = cExprs.Count() > 1;
     if (several) sSql += "(";
@@ -393,16 +458,24 @@ std::string QuerySql::GetTimeSeparator_() {
   return sTimeSeparator_;
 }
 
-bool QuerySql::IsTimeSpecified_(std::string_view sValue) {
-  const std::string separator = GetTimeSeparator_();
-  return !separator.empty() && text::FindNoCase(sValue, separator) != std::string_view::npos;
+namespace {
+
+// The parts of a time of day that a date value writes, the value as the query
+// wrote it (bare or quoted). The locale reads the text: its time separator
+// may stand in its dates too (fi-FI writes 1.2.2000 13.07).
+int TimePartsWritten(std::string_view sWritten) {
+  std::string value(text::TrimView(sWritten));
+  if (!value.empty() && value.front() == '"') {
+    long consumed = 0;
+    value = modMain::ExtractQueryBaseCriteria(value, consumed, false);
+  }
+  return modMain::Locale().TimePartsWritten(value);
 }
 
-bool QuerySql::AreSecondsSpecified_(std::string_view sValue) {
-  const std::string separator = GetTimeSeparator_();
-  if (separator.empty()) return false;
-  const std::size_t first = text::FindNoCase(sValue, separator);
-  return first != std::string_view::npos && text::FindNoCase(sValue, separator, first + 1) != std::string_view::npos;
-}
+}  // namespace
+
+bool QuerySql::IsTimeSpecified_(std::string_view sValue) { return TimePartsWritten(sValue) >= 2; }
+
+bool QuerySql::AreSecondsSpecified_(std::string_view sValue) { return TimePartsWritten(sValue) >= 3; }
 
 }  // namespace vlq

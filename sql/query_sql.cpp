@@ -36,9 +36,8 @@ void QuerySql::Reset() {
     bCountOnly_ = false;
     lDatabaseType_ = eDBTAccess;
     sSchemaName_.clear();
-    HierLevelExpr.clear();
-    HierLevelOp.clear();
-    HierLevelValue.clear();
+    HierLevelTerms.clear();
+    treeLevelExprs_.clear();
     WorkFailure.reset();
     // RetainHierarchy stays: the engine sets it anew for each build.
   });

@@ -16,6 +16,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -69,6 +70,9 @@ class QuerySql {
   void CountOnly(bool b) { bCountOnly_ = b; }
   bool RetainHierarchy() const { return bRetainHierarchy_; }
   void RetainHierarchy(bool b) { bRetainHierarchy_ = b; }
+  // Off, the statements that fill the work tables are written but not run.
+  bool RunWorkStatements() const { return bRunWorkStatements_; }
+  void RunWorkStatements(bool b) { bRunWorkStatements_ = b; }
 
   Collection<std::shared_ptr<TypedComplexExpression>>& TypedCompExprs() { return cTypedCompExprs_; }
   Collection<std::shared_ptr<TypedCompRelExpression>>& TypedCompRelExprs() { return cTypedCompRelExprs_; }
@@ -97,10 +101,9 @@ class QuerySql {
   // tables since the last Reset. The operation that met it handled and
   // logged it; Fetch raises it rather than answer from half-filled tables.
   std::optional<Failure> WorkFailure;
-  // The hierarchy level criterion kept aside while RetainHierarchy is on.
-  std::string HierLevelExpr;
-  std::string HierLevelOp;
-  std::string HierLevelValue;
+  // The hierarchy level criteria kept aside while RetainHierarchy is on, each
+  // a whole condition on the finished tree; the final statement ANDs them.
+  std::vector<std::string> HierLevelTerms;
 
   // ---- Building ----
   enumQueryEngineError ResolveBaseProjStructSpecifier(std::string_view sPrefix, std::string& sErrInfo);
@@ -261,6 +264,10 @@ class QuerySql {
   KeyedSet cSortViewKeys_;
   bool bCountOnly_ = false;
   bool bRetainHierarchy_ = false;
+  bool bRunWorkStatements_ = true;
+  // The level comparisons of the base criteria that cut the finished tree:
+  // those that every hit must meet, not negated, outside any OR.
+  std::set<const TypedSimpleExpression*> treeLevelExprs_;
   std::string sTimeSeparator_;
   bool bTimeSeparatorRead_ = false;
 };

@@ -307,6 +307,45 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
     const bool oracle = lDatabaseType_ == eDBTOracle;
     const std::string isWord = " " + std::string(IS) + " ";
 
+    // The level of a requirement: its tag number has ten characters a level.
+    const auto level = [&](std::string_view table) {
+      std::string L;
+      switch (lDatabaseType_) {
+        case eDBTAccess:
+        case eDBTAccess2:
+          L = std::string(LEN);
+          break;
+        case eDBTOracle:
+        case eDBTDB2:
+          L = std::string(LENGTH);
+          break;
+        case eDBTSQLServer:
+          L = std::string(DATALENGTH);
+          break;
+        case eDBTPostgreSQL:
+          L = std::string(CHAR_LENGTH);
+          break;
+        default:
+          break;
+      }
+      return "((" + L + "(" + T(table) + ".LONGTAGNUMBER" + ")" + " / 10) - 1)";
+    };
+    if (K == eSAKReqHierLevel && treeLevelExprs_.count(&oExpr) > 0) {
+      // A level that every hit must meet cuts the finished tree, ancestors
+      // included: the term goes to the final statement, and here the value
+      // is compared with itself.
+      const std::string column = level(VLHIERARCHYFINALORDERTEMP);
+      const std::string W = ExprValToSQL(oExpr, false, 0);
+      if (O == eEOBetween) {
+        HierLevelTerms.push_back(column + " " + std::string(BETWEEN) + W + " " + std::string(AND) +
+                                 ExprValToSQL(oExpr, true, 0));
+      } else {
+        HierLevelTerms.push_back(column + " " + modMain::OpEnumToString(O) + " " + W);
+      }
+      S = " " + W + std::string(EQ) + W;
+      return;
+    }
+
     // 1. Openers.
     bool nullCloser = false;
     bool zeroCloser = false;
@@ -342,43 +381,10 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
             S += " " + COL;
           }
           break;
-        case eSAKReqHierLevel: {
-          std::string L;
-          switch (lDatabaseType_) {
-            case eDBTAccess:
-            case eDBTAccess2:
-              L = std::string(LEN);
-              break;
-            case eDBTOracle:
-            case eDBTDB2:
-              L = std::string(LENGTH);
-              break;
-            case eDBTSQLServer:
-              L = std::string(DATALENGTH);
-              break;
-            case eDBTPostgreSQL:
-              L = std::string(CHAR_LENGTH);
-              break;
-            default:
-              break;
-          }
-          const auto level = [&](std::string_view table) {
-            return "((" + L + "(" + T(table) + ".LONGTAGNUMBER" + ")" + " / 10) - 1)";
-          };
-          if (!bRetainHierarchy_) {
-            COL = level(VLREQUIREMENTS);
-            S += " " + COL;
-          } else {
-            // The level is tested on the hierarchy work table later; here the
-            // value is compared with itself.
-            HierLevelExpr = level(VLHIERARCHYFINALORDERTEMP);
-            HierLevelOp = modMain::OpEnumToString(O);
-            HierLevelValue = ExprValToSQL(oExpr, false, 0);
-            COL = std::string(text::TrimView(HierLevelValue));
-            S += " " + HierLevelValue;
-          }
+        case eSAKReqHierLevel:
+          COL = level(VLREQUIREMENTS);
+          S += " " + COL;
           break;
-        }
         case eSAKReqIsDocTextCurrent: {
           // The document text is out of date when one of the flags 1, 4, 16 is set.
           COL = T(VLREQUIREMENTS) + ".FLAGS";

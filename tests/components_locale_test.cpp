@@ -4,10 +4,19 @@
 
 #include <gtest/gtest.h>
 
+#include <unicode/locid.h>
+#include <unicode/numberformatter.h>
+
+#include <algorithm>
 #include <cmath>
 #include <optional>
+#include <random>
 #include <string>
+#include <vector>
 
+#include "engine/mod_main.h"
+#include "model/typed_values.h"
+#include "model/variant.h"
 #include "platform/locale_services.h"
 
 namespace vlq {
@@ -208,7 +217,7 @@ TEST(ComponentsLocale, ShortDateTextReadsBackInItsLocale) {
   }
 }
 
-TEST(ComponentsLocale, LocaleInfoAndTheTableOfLocales) {
+TEST(ComponentsLocale, LocaleNamesAreLanguageTagsOfLocalesWithData) {
   StandardLocaleServices byDefault;
   EXPECT_EQ(byDefault.LocaleInfo(14), ".");
   EXPECT_EQ(byDefault.LocaleInfo(30), ":");
@@ -218,8 +227,134 @@ TEST(ComponentsLocale, LocaleInfoAndTheTableOfLocales) {
   EXPECT_EQ(deDE->LocaleInfo(14), ",");
   EXPECT_EQ(deDE->LocaleInfo(30), ":");
   EXPECT_EQ(deDE->LocaleInfo(29), ".");
-  EXPECT_EQ(MakeLocaleServices("xx-XX"), nullptr);
-  EXPECT_EQ(MakeLocaleServices(""), nullptr);
+  EXPECT_EQ(deDE->LocaleInfo(92), "de-DE");
+  for (const char* name : {"ja-JP", "pt-BR", "de-CH", "en", "zh-CN", "sr-Latn-RS", " EN_us "}) {
+    EXPECT_NE(MakeLocaleServices(name), nullptr) << name;
+  }
+  // Not a tag, or a tag of a locale without data (German as written in the
+  // United States has none).
+  for (const char* name : {"xx-XX", "de-US", "", "root", "und", "x", "de-DE-!!", "12"}) {
+    EXPECT_EQ(MakeLocaleServices(name), nullptr) << name;
+  }
+}
+
+// ---- Locales beyond the first four ---------------------------------------------------
+
+DateSerial At(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+  return *date_serial::FromCivil({year, month, day, hour, minute, second});
+}
+
+TEST(ComponentsLocale, EachLocaleReadsItsOwnForms) {
+  const struct {
+    const char* name;
+    const char* decimal;
+    const char* timeSeparator;
+    const char* number;     // -1.5 as the locale writes it
+    const char* shortDate;  // 2 January 2000
+    const char* dateTime;   // 2 January 2000, 13:07, in the locale's own form
+    const char* refused;    // a date the locale doesn't write
+  } rows[] = {
+      {"en-US", ".", ":", "-1.5", "1/2/2000", "1/2/2000 1:07 pm", "2.1.2000"},
+      // A 24-hour clock: no AM or PM.
+      {"en-GB", ".", ":", "-1.5", "02/01/2000", "2/1/2000 13:07", "2/1/2000 1:07 PM"},
+      {"de-CH", ".", ":", "-1.5", "02.01.2000", "2.1.2000 13:07", "2/1/2000"},
+      {"pt-BR", ",", ":", "-1,5", "02/01/2000", "02/01/2000 13:07", "2000/01/02"},
+      {"ja-JP", ".", ":", "-1.5", "2000/01/02", "2000/1/2 13:07", "1/2/2000"},
+      {"zh-Hant-TW", ".", ":", "-1.5", "2000/1/2", "2000/1/2 下午1:07", "2/1/2000"},
+      // The text behind the year is written and may be left out.
+      {"ko-KR", ".", ":", "-1.5", "2000. 1. 2.", "2000.1.2 오후 1:07", "1/2/2000"},
+      {"bg-BG", ",", ":", "-1,5", "2.01.2000 г.", "2.01.2000 13:07", "2000/1/2"},
+      // A minus sign of their own, and a time separator that dates hold too.
+      {"sv-SE", ",", ":", "\u22121,5", "2000-01-02", "2000-01-02 13:07", "2.1.2000"},
+      {"fi-FI", ",", ".", "\u22121,5", "2.1.2000", "2.1.2000 13.07", "2/1/2000"},
+      // Direction marks in the text are no part of it.
+      {"ar-EG", ".", ":", "\u200E-1.5", "2/1/2000", "2\u200F/1\u200F/2000 1:07 \u0645", "2000/1/2"},
+  };
+  for (const auto& row : rows) {
+    const auto locale = Locale(row.name);
+    ASSERT_NE(locale, nullptr);
+    EXPECT_EQ(locale->LocaleInfo(14), row.decimal) << row.name;
+    EXPECT_EQ(locale->LocaleInfo(30), row.timeSeparator) << row.name;
+    EXPECT_EQ(locale->TextToNumber(row.number), -1.5) << row.name;
+    EXPECT_EQ(locale->ShortDateText(At(2000, 1, 2)), row.shortDate) << row.name;
+    EXPECT_EQ(locale->TextToDate(row.shortDate), At(2000, 1, 2)) << row.name;
+    EXPECT_EQ(locale->TextToDate(row.dateTime), At(2000, 1, 2, 13, 7)) << row.name << " " << row.dateTime;
+    EXPECT_EQ(locale->TextToDate(row.refused), std::nullopt) << row.name << " " << row.refused;
+    // A date is not a time of day, even where it reads like one.
+    EXPECT_EQ(locale->TextToTime(row.shortDate), std::nullopt) << row.name;
+  }
+}
+
+TEST(ComponentsLocale, DateValuesTellHowMuchOfATimeTheyWrite) {
+  const struct {
+    const char* locale;
+    const char* text;
+    int parts;
+  } rows[] = {
+      {"fi-FI", "2.1.2000", 0},     {"fi-FI", "2.1.2000 13.07", 2}, {"fi-FI", "2.1.2000 13.07.09", 3},
+      {"fi-FI", "13.07", 2},        {"fi-FI", "12.10.20", 0},       {"en-US", "1/2/2000 1:07 PM", 2},
+      {"en-US", "13:07:09", 3},     {"ko-KR", "2000. 1. 2.", 0},    {"en-US", "1/2/2000", 0},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Locale(row.locale)->TimePartsWritten(row.text), row.parts) << row.locale << " " << row.text;
+  }
+  const auto fiFI = Locale("fi-FI");
+  EXPECT_EQ(fiFI->TextToTime("13.07"), At(1899, 12, 30, 13, 7));
+  EXPECT_EQ(fiFI->TextToTime("12.10.20"), std::nullopt);  // 12 October 2020
+  EXPECT_EQ(fiFI->TextToDate("12.10.20"), At(2020, 10, 12));
+}
+
+// Across a seeded sample of ICU's locales: the short date and the text of a
+// date value that a stored query writes read back as the same date, and a
+// number as ICU writes it for the locale (in Latin digits, without grouping)
+// reads back as the same number.
+TEST(ComponentsLocale, DatesAndNumbersReadBackInICUsLocales) {
+  int32_t count = 0;
+  const icu::Locale* available = icu::Locale::getAvailableLocales(count);
+  std::vector<std::string> names;
+  for (int32_t i = 0; i < count; ++i) {
+    UErrorCode status = U_ZERO_ERROR;
+    names.push_back(available[i].toLanguageTag<std::string>(status));
+  }
+  std::mt19937 random(4711);
+  std::shuffle(names.begin(), names.end(), random);
+  names.resize(std::min<std::size_t>(names.size(), 150));
+  names.insert(names.end(), {"en-US", "fi-FI", "ko-KR", "ar-EG", "fa-IR", "sv-SE", "dz-BT", "fr-CA"});
+
+  std::uniform_int_distribution<int> year(1900, 2100), month(1, 12), day(1, 28), hour(0, 23), minute(0, 59);
+  std::uniform_int_distribution<long> digits(-99999999, 99999999);
+  std::uniform_int_distribution<int> scale(0, 6);
+  for (const std::string& name : names) {
+    const auto locale = MakeLocaleServices(name);
+    ASSERT_NE(locale, nullptr) << name;
+    modMain::SetLocale(locale);
+
+    UErrorCode status = U_ZERO_ERROR;
+    icu::Locale latin = icu::Locale::forLanguageTag(name, status);
+    latin.setKeywordValue("numbers", "latn", status);
+    const auto format = icu::number::NumberFormatter::withLocale(latin)
+                            .grouping(UNUM_GROUPING_OFF)
+                            .precision(icu::number::Precision::maxFraction(6));
+    for (int round = 0; round < 20; ++round) {
+      const DateSerial date = At(year(random), month(random), day(random), hour(random), minute(random));
+      const std::string shortDate = locale->ShortDateText(date);
+      const auto back = locale->TextToDate(shortDate);
+      ASSERT_TRUE(back) << name << " " << shortDate;
+      EXPECT_EQ(date_serial::DaysSince1901(*back), date_serial::DaysSince1901(date)) << name << " " << shortDate;
+      const std::string valueText = typed_values::ValueText(Variant(date));
+      EXPECT_EQ(locale->TextToDate(valueText), date) << name << " " << valueText;
+      EXPECT_EQ(locale->TextToTime(shortDate), std::nullopt) << name << " " << shortDate;
+
+      // n / 10^k: the decimal text and the double agree exactly.
+      const double number = static_cast<double>(digits(random)) / std::pow(10.0, scale(random));
+      std::string numberText;
+      format.formatDouble(number, status).toString(status).toUTF8String(numberText);
+      ASSERT_TRUE(U_SUCCESS(status)) << name;
+      EXPECT_EQ(locale->TextToNumber(numberText), number) << name << " " << numberText;
+      EXPECT_EQ(locale->TextToNumber(typed_values::ValueText(Variant(number))), number) << name;
+    }
+  }
+  modMain::SetLocale(MakeLocaleServices("en-US"));
 }
 
 }  // namespace

@@ -105,6 +105,30 @@ TEST_F(HierarchyFetch, LevelCriterionCutsTheFinishedTree) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0 AND Rank = 1)", false), (Keys{}));
 }
 
+TEST_F(HierarchyFetch, LevelCutsTheTreeOnlyWhereEveryHitMustMeetIt) {
+  struct Row {
+    const char* criteria;
+    Keys keys;
+  };
+  const Row rows[] = {
+      // Every operator cuts the finished tree, "<>" and ranges included.
+      {"HIERLEVEL <> 0", {11, 111, 112, 12, 13, 21, 41}},
+      {"HIERLEVEL > 1", {111, 112}},
+      {"HIERLEVEL Between 1 And 1", {11, 12, 13, 21, 41}},
+      // Inside a group joined by AND: the hits are 10, 111, 13 and 21; the
+      // tree adds 11 and 20, the level takes the roots away.
+      {"(HIERLEVEL >= 1 AND Rank < 5)", {11, 111, 13, 21}},
+      // Beside an OR or under a NOT the level narrows the search, as without
+      // a tree: the hits are 111 and the roots, or 111 and 13.
+      {"Rank = 1 OR HIERLEVEL = 0", {10, 11, 111, 20, 30}},
+      {"NOT HIERLEVEL = 0 AND Rank <= 3", {10, 11, 111, 13}},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(Fetch(std::string("ReqType.Prefix(PR) PR.Criteria(") + row.criteria + ")"), row.keys) << row.criteria;
+  }
+  EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL <> 0)", false), (Keys{11, 111, 112, 12, 13, 21, 41}));
+}
+
 TEST_F(HierarchyFetch, Access2ProjectsTakeTheAccessStatements) {
   std::shared_ptr<platform::StoreProjectManager> manager;
   project = test::OpenAs(store, "4", "", manager);

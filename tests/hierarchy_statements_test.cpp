@@ -148,16 +148,12 @@ TEST(HierarchyStatements, FinalStatementWithLevelCriterionAndCount) {
   QuerySql sql;
   SetDialect(sql, 1, "");
   EXPECT_EQ(sql.FinalHierarchySQL_(kSession), ReadGolden("hierarchy_final_access.sql"));
-  sql.HierLevelExpr = "((LEN(VLHIERARCHYFINALORDERTEMP.LONGTAGNUMBER) / 10) - 1)";
-  sql.HierLevelOp = "=";
-  sql.HierLevelValue = " 0";
+  sql.HierLevelTerms = {"((LEN(VLHIERARCHYFINALORDERTEMP.LONGTAGNUMBER) / 10) - 1) =  0"};
   EXPECT_EQ(sql.FinalHierarchySQL_(kSession), ReadGolden("hierarchy_final_level_access.sql"));
 
   SetDialect(sql, 5, "PROJ1.");
   sql.CountOnly(true);
-  sql.HierLevelExpr = "((DATALENGTH(PROJ1.VLHIERARCHYFINALORDERTEMP.LONGTAGNUMBER) / 10) - 1)";
-  sql.HierLevelOp = "<=";
-  sql.HierLevelValue = " 1";
+  sql.HierLevelTerms = {"((DATALENGTH(PROJ1.VLHIERARCHYFINALORDERTEMP.LONGTAGNUMBER) / 10) - 1) <=  1"};
   EXPECT_EQ(sql.FinalHierarchySQL_(kSession), ReadGolden("hierarchy_final_count_sqlserver_proj1.sql"));
 }
 

@@ -551,6 +551,7 @@ class Writer {
       case ValueKind::kWhole:
         return d_.Chance(0.9) ? Number(-2, 60) : "2147483647";
       case ValueKind::kHierLevel:
+        hierLevel_ = true;
         return Number(0, 5);
       case ValueKind::kDateTime:
         return d_.Pick(kDateTimes);
@@ -676,11 +677,14 @@ class Writer {
     return out;
   }
 
+  bool WroteHierLevel() const { return hierLevel_; }
+
  private:
   const QueryVocabulary& v_;
   Draw& d_;
   enumQueryLookupTypes lookup_;
   double break_;
+  bool hierLevel_ = false;
 };
 
 }  // namespace
@@ -792,6 +796,7 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
     q.TextWithoutSort.clear();
   }
 
+  q.HierarchyLevel = w.WroteHierLevel();
   q.Count = d.Chance(0.15);
   q.TextWithoutCount = body;
   q.Text = q.Count ? (d.Chance(0.7) ? "COUNT " : "count ") + body : body;

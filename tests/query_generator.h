@@ -64,6 +64,8 @@ struct GeneratedQuery {
   enumQueryLookupTypes LookupType = eQLTByPrefix;
   QueryScope Scope = QueryScope::kReqType;
   bool Count = false;
+  // The query compares the hierarchy level somewhere.
+  bool HierarchyLevel = false;
   // kReqType: the base type as the generator chose it.
   long BaseTypeKey = 0;
   bool BaseExternal = false;

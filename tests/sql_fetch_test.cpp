@@ -8,7 +8,9 @@
 // attribute has no such term: only no entry and NOT IN take it in.
 #include <gtest/gtest.h>
 
+#include "engine/mod_main.h"
 #include "model/date_serial.h"
+#include "platform/locale_services.h"
 #include "sql/query_sql.h"
 #include "sql_test_support.h"
 
@@ -298,6 +300,21 @@ TEST_P(SqlFetch, SystemAttributes) {
       {"IsDocTextCurrent = False", {2, 3, 5}},
       {"RootTag# = 3", {3}},
       {"HierLevel = 0", {1, 2, 3, 4, 5}},
+  });
+}
+
+// A date value in a locale whose time separator stands in its dates too
+// (fi-FI writes 5.4.2003 13.07) still names a day, a minute or a second.
+TEST_P(SqlFetch, DateTimeInALocaleThatWritesTimesWithDots) {
+  struct LocaleForThisTest {
+    LocaleForThisTest() { modMain::SetLocale(platform::MakeLocaleServices("fi-FI")); }
+    ~LocaleForThisTest() { modMain::SetLocale(platform::MakeLocaleServices("en-US")); }
+  } locale;
+  CheckCriteria({
+      {"DateTime = 5.4.2003", {1, 2, 5}},
+      {"DateTime = \"5.4.2003 13.07\"", {1, 5}},
+      {"DateTime = \"5.4.2003 13.07.09\"", {1}},
+      {"DateTime > 5.4.2003", {3}},
   });
 }
 

@@ -136,6 +136,7 @@ TEST(ToolUsage, WrongUsageGivesStatus2AndAMessage) {
       {"fetch", "p.vlp", "", "--discussions", "--documents"},
       {"demo", "d.vlp", "--requirements", "0"},
       {"fetch", "p.vlp", "", "--locale", "no-such-locale"},
+      {"fetch", "p.vlp", "", "--locale", "de-US"},  // a tag, but no locale has data for it
   };
   for (const auto& args : cases) {
     std::string shown;
@@ -309,6 +310,8 @@ TEST_F(ToolDemo, FetchFindsWhatTheDataHolds) {
        "SELECT REQUIREMENTID FROM VLUSERDEFINEDFIELDVALUES WHERE FIELDID = 35 AND FIELDVALUE >= 8"},
       // A decimal comma under a locale that writes one.
       {{"ReqType.Prefix(PR) PR.Criteria(Cost > 100,5)", "--locale", "de-DE"},
+       "SELECT REQUIREMENTID FROM VLUSERDEFINEDFIELDVALUES WHERE FIELDID = 13 AND FIELDVALUE > 100.5"},
+      {{"ReqType.Prefix(PR) PR.Criteria(Cost > 100,5)", "--locale", "pt_BR"},
        "SELECT REQUIREMENTID FROM VLUSERDEFINEDFIELDVALUES WHERE FIELDID = 13 AND FIELDVALUE > 100.5"},
       // The privileged user sees every thread; the default user (the lowest
       // key, an ordinary one) the open threads and those that admit him.

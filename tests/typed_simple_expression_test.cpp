@@ -125,6 +125,10 @@ TEST(TypedSimpleExpressionResolve, FailuresGiveTheirCodesAndMessages) {
       {"Difficulty In 1, 2.5", {}, eQEEInvalidAttrData, MessageWithArg(14076, "2.5")},
       {"Difficulty = 1.5", {}, eQEEInvalidAttrData, MessageWithArg(14077, "1.5")},
       {"Due = 12:30", {}, eQEEInvalidAttrData, MessageWithArg(14077, "12:30")},
+      // No entry is the absence of a value: only = and <> take it.
+      {"Due Like \"<No Entry>\"", {}, eQEEInvalidAttrData, MessageWithArg(14145, "<No Entry>")},
+      {"Difficulty < \"<NO ENTRY>\"", {}, eQEEInvalidAttrData, MessageWithArg(14145, "<NO ENTRY>")},
+      {"Difficulty Between 1 And \"<NO ENTRY>\"", {}, eQEEInvalidAttrData, MessageWithArg(14145, "<NO ENTRY>")},
       // A discussion expression of no known attribute in a requirement type's
       // scope runs to the end without finding its attribute.
       {"Foo = 1", discussionsOnType, eQEEUnknownExprPrefix, Message(14083)},

@@ -103,7 +103,9 @@ void AddQueryOptions(CLI::App& command, QueryArgs& args, bool withHierarchy) {
   command.add_option("--schema", args.schema,
                      "The database schema of the SQL text, e.g. PROJ1 (the closing dot is added when missing)")
       ->type_name("NAME");
-  command.add_option("--locale", args.locale, "The locale of numbers and dates in the query: en-US (default), en-GB, de-DE, fr-FR")
+  command
+      .add_option("--locale", args.locale,
+                  "The locale of numbers and dates in the query, a language tag: en-US (default), de-CH, ja-JP, ...")
       ->type_name("NAME");
   command.add_option("--log", args.log, "Write the engine's events to FILE, or to standard error with -")
       ->type_name("FILE|-");
