@@ -281,7 +281,10 @@ std::string QuerySql::SimpleExpressionToSQL(TypedSimpleExpression& oExpr, eExpre
       return;
     }
     s = ReqTypeExpressionToSQL(oExpr);
-    cAttrViewKeys_.Add(oExpr.AttrKey());
+    // The base statement and the tree order's level statements join the
+    // views of the base criteria; a destination's criteria stand in a
+    // subquery with joins of its own.
+    if (eContext == eContextBase) cAttrViewKeys_.Add(oExpr.AttrKey());
     // A multi-select list of the base type can put a requirement into several
     // rows: the statement then selects the minimum and groups. Destination
     // criteria of a relationship and other projects stand in subqueries.

@@ -711,6 +711,7 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
 
   std::vector<std::string> sections;
   std::size_t sortSection = std::string::npos;
+  bool baseFormKept = true;
   if (q.Scope == QueryScope::kReqType) {
     std::vector<const TypeWords*> own;
     std::vector<const TypeWords*> external;
@@ -730,6 +731,7 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
       baseSpec = d.Pick(kBadBases);
     }
     if (w.Break()) form = kForms[1 + d.Below(3)];
+    baseFormKept = form == kForms[q.LookupType];
     sections.push_back((d.Chance(0.9) ? "ReqType." : "REQTYPE.") + form + "(" + baseSpec + ")");
 
     ListContext criteria;
@@ -777,7 +779,10 @@ GeneratedQuery QueryGenerator::Generate(std::uint64_t seed, std::uint64_t index)
   if (w.Break()) {
     static const std::vector<std::string> kLeftovers{"xx", "PR.Critera(Name = x)", ")", "AND", "COUNT",
                                                      "\"", "ReqType.Prefix(SR)"};
-    sections.push_back(d.Pick(kLeftovers));
+    // A second base section is a leftover only behind a base section of the
+    // lookup's own form; behind another form it is the one the engine reads.
+    const std::string& leftover = d.Pick(kLeftovers);
+    if (baseFormKept || leftover.rfind("ReqType.", 0) != 0) sections.push_back(leftover);
   }
   std::string body;
   std::string unsorted;

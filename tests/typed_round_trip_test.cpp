@@ -186,9 +186,15 @@ class QueryGenerator {
         if (Chance(3))
           return "\"Difficulty\" Between " + std::to_string(Pick(-5, 5)) + " And " + std::to_string(Pick(6, 99));
         return "\"Difficulty\" " + One(kCompare) + " " + std::to_string(Pick(-100, 100));
-      case 4:
-        return "\"Title\" " + One<std::string>({"=", "Like", "ULike", "<>"}) + " \"" +
-               One<std::string>({"abc", "%Log%", "x y", "<no entry>"}) + "\"";
+      case 4: {
+        // No entry is compared by = and <> alone.
+        const std::string op = One<std::string>({"=", "Like", "ULike", "<>"});
+        const bool equality = op == "=" || op == "<>";
+        return "\"Title\" " + op + " \"" +
+               (equality ? One<std::string>({"abc", "%Log%", "x y", "<no entry>"})
+                         : One<std::string>({"abc", "%Log%", "x y"})) +
+               "\"";
+      }
       case 5:
         return "\"Cost\" " + One(kCompare) + " " + One<std::string>({"2.5", "3", "-0.125", "1e3"});
       case 6:
