@@ -45,9 +45,12 @@ TEST_F(EnginePipeline, StatementsOfTheEmptyQueryInEveryDialect) {
     const char* golden;
   };
   const Row rows[] = {
-      {"1", "", "empty_query_access.sql"},          {"4", "", "empty_query_access.sql"},
-      {"5", "PROJ1.", "empty_query_sqlserver_proj1.sql"}, {"7", "PROJ1.", "empty_query_sqlserver_proj1.sql"},
-      {"3", "PROJ1.", "empty_query_oracle_proj1.sql"},    {"1", "PROJ1.", "empty_query_access.sql"},
+      {"1", "", "empty_query_access.sql"},
+      {"4", "", "empty_query_access.sql"},
+      {"5", "PROJ1.", "empty_query_sqlserver_proj1.sql"},
+      {"7", "PROJ1.", "empty_query_sqlserver_proj1.sql"},
+      {"3", "PROJ1.", "empty_query_oracle_proj1.sql"},
+      {"1", "PROJ1.", "empty_query_access.sql"},
       {"8", "PROJ1.", "empty_query_postgresql_proj1.sql"},
   };
   for (const Row& row : rows) {

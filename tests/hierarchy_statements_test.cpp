@@ -85,7 +85,8 @@ TEST(HierarchyStatements, AncestorsOfALevelInEveryDialect) {
   for (const Dialect& d : kDialects) {
     QuerySql sql;
     SetDialect(sql, d.db, d.schema);
-    EXPECT_TRUE(test::MatchesGolden(hierarchy::AncestorsSQL(sql, kSession, 3, "1"), "hierarchy_ancestors_" + d.name + ".sql"))
+    EXPECT_TRUE(
+        test::MatchesGolden(hierarchy::AncestorsSQL(sql, kSession, 3, "1"), "hierarchy_ancestors_" + d.name + ".sql"))
         << d.db;
   }
 }
@@ -103,11 +104,13 @@ TEST(HierarchyStatements, JoinsOfTheLevelStatementWithEveryFlag) {
   SetDialect(sql, 3, "PROJ1.");
   SetAllJoins(sql);
   EXPECT_TRUE(test::MatchesGolden(sql.GenerateOracleFROMClauseForHierarchy_(), "hierarchy_from_oracle_all_proj1.sql"));
-  EXPECT_TRUE(test::MatchesGolden(sql.GenerateOracleWHEREClauseForHierarchy_(), "hierarchy_where_oracle_all_proj1.sql"));
+  EXPECT_TRUE(
+      test::MatchesGolden(sql.GenerateOracleWHEREClauseForHierarchy_(), "hierarchy_where_oracle_all_proj1.sql"));
   // PostgreSQL takes the nested joins of Access, with the schema.
   SetDialect(sql, 8, "PROJ1.");
   SetAllJoins(sql);
-  EXPECT_TRUE(test::MatchesGolden(sql.GenerateAccessFROMClauseForHierarchy_(), "hierarchy_from_postgresql_all_proj1.sql"));
+  EXPECT_TRUE(
+      test::MatchesGolden(sql.GenerateAccessFROMClauseForHierarchy_(), "hierarchy_from_postgresql_all_proj1.sql"));
 }
 
 TEST(HierarchyStatements, LevelStatementsInEveryDialect) {

@@ -479,8 +479,8 @@ class QueryProperty : public ::testing::Test {
       if (onServer.Threw || onServer.Code != eQEENone) continue;
       for (const RecordedStatement& st : server.Project->Statements()) {
         if (!st.failed) continue;
-        out.push_back({name + " answers although a statement failed: " + FailureBook::ClassOf(st.error),
-                       server.Name(), st.error});
+        out.push_back({name + " answers although a statement failed: " + FailureBook::ClassOf(st.error), server.Name(),
+                       st.error});
         break;
       }
       const std::vector<long> fileKeys = KeysOf(onFile.Results);

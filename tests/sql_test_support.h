@@ -50,7 +50,8 @@ inline ::testing::AssertionResult MatchesGolden(const std::string& actual, const
   }
   const std::string golden = ReadGolden(name);
   if (actual == golden) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "the statement differs from " << name << "\n  actual: " << ::testing::PrintToString(actual)
+  return ::testing::AssertionFailure() << "the statement differs from " << name
+                                       << "\n  actual: " << ::testing::PrintToString(actual)
                                        << "\n  golden: " << ::testing::PrintToString(golden);
 }
 

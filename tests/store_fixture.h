@@ -29,8 +29,8 @@
 
 #include <filesystem>
 #include <initializer_list>
-#include <ostream>
 #include <memory>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -322,11 +322,10 @@ class StoreFixture {
 
 // Chooses the store of a parameterised test's fixture, or skips the test
 // where that store can't be had.
-#define VLQ_USE_STORE(store, kind)                                                  \
-  (store).UseStore(kind);                                                           \
-  if (!(store).StoreAvailable())                                                    \
+#define VLQ_USE_STORE(store, kind)                                                   \
+  (store).UseStore(kind);                                                            \
+  if (!(store).StoreAvailable())                                                     \
   GTEST_SKIP() << "No PostgreSQL server for the tests: run them under ctest, which " \
                   "starts one"
-
 
 }  // namespace vlq::test

@@ -18,10 +18,10 @@
 
 #include "demo_project.h"
 #include "pg_fixture.h"
-#include "tool_process.h"
 #include "platform/project_copy.h"
 #include "platform/store_project_manager.h"
 #include "store_fixture.h"
+#include "tool_process.h"
 
 namespace vlq {
 namespace {

@@ -113,8 +113,8 @@ void AddQueryOptions(CLI::App& command, QueryArgs& args, bool withHierarchy) {
 
 // The connection property "dbmsnamecode" of a dialect name.
 std::string DialectCodeOf(const std::string& dialect) {
-  static const std::map<std::string, std::string> codes{
-      {"ACCESS", "1"}, {"ACCESS2", "4"}, {"ORACLE", "3"}, {"SQLSERVER", "5"}, {"DB2", "7"}, {"POSTGRESQL", "8"}};
+  static const std::map<std::string, std::string> codes{{"ACCESS", "1"},    {"ACCESS2", "4"}, {"ORACLE", "3"},
+                                                        {"SQLSERVER", "5"}, {"DB2", "7"},     {"POSTGRESQL", "8"}};
   const auto found = codes.find(vlq::text::Upper(dialect));
   return found == codes.end() ? std::string() : found->second;
 }
