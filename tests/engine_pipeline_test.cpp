@@ -10,6 +10,8 @@
 #include "engine/query_engine.h"
 #include "engine_fixture.h"
 #include "model/query_def.h"
+#include "pg_fixture.h"
+#include "platform/project_copy.h"
 #include "sql_test_support.h"
 
 namespace vlq {
@@ -110,6 +112,29 @@ TEST_F(EnginePipeline, BaseTypeInAnExternalProjectRunsThere) {
   ASSERT_TRUE(def);
   EXPECT_EQ(def->QueryString(eQLTByPrefix), "ReqType.Prefix(EXT.PR) ");
   EXPECT_EQ(def->QueryString(eQLTByKey), "ReqType.Key(1.5) ");
+}
+
+// The same fetches on the world copied to the tests' server, the external
+// project beside it in a schema of its own: the same keys, and the project
+// that they belong to.
+TEST_F(EnginePipeline, FetchesAnswerAlikeOnTheServer) {
+  VLQ_REQUIRE_PG();
+  test::PgSchema schema;
+  platform::CopyProject(world.MainFile().string(), schema.Uri());
+  auto manager = platform::StoreProjectManager::Create();
+  auto onServer = manager->Open(schema.Uri());
+  auto onFile = world.Open();
+  for (const char* query : {"", "ReqType.Prefix(PR)", "count ReqType.Prefix(SR)", "ReqType.Prefix(EXT.PR)",
+                            "ReqType.Prefix(PR) PR.Criteria(Platforms In Linux) PR.Sort(Key Order Desc)"}) {
+    Rows fileRows;
+    Rows serverRows;
+    std::string fileInfo;
+    ASSERT_EQ(engine.Fetch(eBTRequirements, eQLTByPrefix, onFile, query, fileInfo, fileRows, def), eQEENone) << query;
+    ASSERT_EQ(engine.Fetch(eBTRequirements, eQLTByPrefix, onServer, query, info, serverRows, def), eQEENone)
+        << query << ": " << info;
+    EXPECT_EQ(Keys(serverRows), Keys(fileRows)) << query;
+    EXPECT_EQ(info, fileInfo) << query;
+  }
 }
 
 TEST_F(EnginePipeline, LeftoverTextAndTheProjectWideScope) {
