@@ -173,7 +173,8 @@ TEST(ServerSessions, ProcessesAtOnceKeepToTheirOwnSessions) {
 
 // Four workers at once, each running `vlquery fetch` on the same server
 // project again and again: indirect trace filters (the closure's work
-// tables) and tree order (the hierarchy's). Every answer is that of a lone
+// tables), tree order (the hierarchy's) and a sort view that none is there
+// for. Every answer is that of a lone
 // run, which is that of the project file; no work rows stay.
 TEST(ServerSessions, ClosuresAndTreesOfProcessesAtOnceAnswerAsALoneRun) {
   VLQ_REQUIRE_PG();
@@ -193,6 +194,8 @@ TEST(ServerSessions, ClosuresAndTreesOfProcessesAtOnceAnswerAsALoneRun) {
       {"ReqType.Prefix(SR) SR.Criteria(Components In Security, Storage)", "--hierarchy"},
       {"ReqType.Prefix(FEAT) FEAT.RelCriteria(TRACED-TO In SR" + indirect + " FEAT.Sort(Name Order Desc)"},
       {"COUNT ReqType.Prefix(TC) TC.RelCriteria(TRACED-FROM In SR" + indirect, "--hierarchy"},
+      // A multi-select list sorts through a view that the first query makes.
+      {"ReqType.Prefix(SR) SR.Sort(Components Order Asc)", "--hierarchy"},
   };
   const auto fetch = [](const std::string& project, const std::vector<std::string>& query) {
     std::vector<std::string> args{"fetch", project};
@@ -208,6 +211,14 @@ TEST(ServerSessions, ClosuresAndTreesOfProcessesAtOnceAnswerAsALoneRun) {
     EXPECT_FALSE(onServer.out.empty()) << queries[q][0];
     lone[q] = onServer.out;
   }
+
+  // The workers race to make the sort view anew.
+  platform::PgResult views = schema.Exec(
+      "SELECT table_name FROM information_schema.views WHERE table_schema = $1 AND table_name LIKE "
+      "'vlattrvaluessortview%'",
+      {schema.Name()});
+  ASSERT_GT(views.RowCount(), 0);
+  for (int r = 0; r < views.RowCount(); ++r) schema.Exec("DROP VIEW " + schema.Name() + "." + views.Text(r, 0));
 
   constexpr int kWorkers = 4;
   constexpr int kRounds = 3;
