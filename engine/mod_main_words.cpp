@@ -49,9 +49,11 @@ std::string ReadQueryWord(std::string_view sText, std::size_t nBlankAt, bool bIn
           ++lConsumed;
           return;
         }
-        if (bNextIsQuote) {
-          // Two quotes are one quote character, inside quotes or out; the
-          // source characters are both consumed.
+        if (bNextIsQuote && (bInQuotes || bStarted)) {
+          // Two quotes are one quote character, inside quotes or in a bare
+          // word; the source characters are both consumed. A word that
+          // begins with a quote is a quoted word, so that "" is the empty
+          // word and """" a lone quote, as a quoted value is written.
           sResult += '"';
           lConsumed += 2;
           i += 2;

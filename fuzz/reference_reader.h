@@ -53,7 +53,7 @@ inline std::string ExtractWord(std::string sText, long& lConsumed, bool bInList)
       ++lConsumed;
       continue;
     }
-    if (c == '"' && !bDQuote) {
+    if (c == '"' && (!bDQuote || !bStarted)) {
       if (bStarted) break;
       bInQuotes = true;
       ++lConsumed;
@@ -199,12 +199,6 @@ inline Simple ResolveSimple(const std::string& sExpr, bool bIsSort) {
   } else if (r.eOp == eEOIN) {
     bool bMore = true;
     while (bMore) {
-      if (modMain::ModuleLookupType() == eQLTByKey && !S.empty() && S[0] == '"') {
-        S[0] = ' ';
-        const std::size_t q = S.find('"', 1);
-        if (q != std::string::npos) S[q] = ' ';
-        S = Trim(S);
-      }
       const std::string item = ExtractWord(S, n, true);
       if (n < 1) break;
       const bool bKnown = std::any_of(r.aItems.begin(), r.aItems.end(),

@@ -360,15 +360,18 @@ enumQueryEngineError TypedSimpleExpression::ResolveListValue_(bool bStopOnErr, c
                                                                     sDisplay, sGUID, sErrInfo, bSoftFailed);
         if (eResult != eQEENone) return eResult;
         // A value the project doesn't know has been recorded with its own
-        // words; the item is left out.
-        if (bSoftFailed) continue;
+        // words; the item is left out of the statement, not of the text.
+        if (bSoftFailed) {
+          aUnknownItems_.push_back(text::Trim(sItem));
+          continue;
+        }
         if (const auto lKey = typed_values::ValueToWhole(expr.Value())) {
           cListItemKeys_.Add(*lKey, std::to_string(*lKey));
-          const std::string& sShown = sDisplay.empty() ? sI : sDisplay;
+          // A value that is no project object (a key, a number) has no name
+          // or GUID of its own: every form writes the number it stands for.
+          const std::string sShown = sDisplay.empty() ? std::to_string(*lKey) : sDisplay;
           cListItemPrefixes_.Add(sShown, sShown);
-          // A value that is no project object (a key, a number) has no GUID of
-          // its own: the GUID form writes the value itself.
-          const std::string& sGUIDForm = sGUID.empty() ? sI : sGUID;
+          const std::string sGUIDForm = sGUID.empty() ? std::to_string(*lKey) : sGUID;
           cListItemGUIDs_.Add(sGUIDForm, sGUIDForm);
           bMatched = true;
         }
@@ -378,6 +381,7 @@ enumQueryEngineError TypedSimpleExpression::ResolveListValue_(bool bStopOnErr, c
             SoftFail_(bStopOnErr, eQEEUnknownOperandListItemPrefix,
                       modMain::MessageWithArg(14072, sI + " " + expr.OrgExprString()), sErrInfo);
         if (eResult != eQEENone) return eResult;
+        aUnknownItems_.push_back(text::Trim(sItem));
       }
     }
     return eQEENone;
@@ -386,10 +390,11 @@ enumQueryEngineError TypedSimpleExpression::ResolveListValue_(bool bStopOnErr, c
   // "=" and "<>": one value.
   if (bReqTypeAttr) {
     const std::string sValue = typed_values::ValueText(expr.Value());
-    if (eLookupType == eQLTByKey && !modMain::IsNumeric(sValue)) {
+    if (eLookupType == eQLTByKey && !modMain::IsNumeric(sValue) && !IsNoEntry(sValue)) {
       return Fail_(eQEEListItemKeyNotNumeric, modMain::MessageWithArg(14070, sValue), sErrInfo);
     }
-    if (IsNoEntry(sValue) || text::TrimView(sValue).empty()) {
+    if (IsNoEntry(sValue) || text::TrimView(sValue).empty() ||
+        (eLookupType == eQLTByKey && text::TrimView(sValue) == "0")) {
       lListItemKey_ = 0;
       sListItemPrefix_ = Quoted(kNoEntry);
       return eQEENone;
@@ -400,18 +405,23 @@ enumQueryEngineError TypedSimpleExpression::ResolveListValue_(bool bStopOnErr, c
       sListItemGUID_ = pItem->GUID;
       return eQEENone;
     }
+    sUnknownValue_ = text::Trim(sValue);
     return SoftFail_(bStopOnErr, eQEEUnknownOperandListItemPrefix, modMain::MessageWithArg(14073, sValue), sErrInfo);
   }
 
   std::string sValue = typed_values::ValueText(expr.Value());
+  const std::string sWritten = text::Trim(sValue);
   std::string sDisplay;
   std::string sGUID;
   bool bSoftFailed = false;
   const enumQueryEngineError eResult =
       ResolveSystemAttrData_(bStopOnErr, oProj, eLookupType, eSysKey, sValue, sDisplay, sGUID, sErrInfo, bSoftFailed);
+  if (bSoftFailed) sUnknownValue_ = sWritten;
   if (eResult != eQEENone || bSoftFailed) return eResult;
   if (const auto lKey = typed_values::ValueToWhole(expr.Value())) lListItemKey_ = *lKey;
-  sListItemPrefix_ = typed_values::ValueText(expr.Value());
+  // The text by name shows the name of the user or document, by GUID its
+  // GUID; a plain number stands as itself in every form.
+  sListItemPrefix_ = sDisplay.empty() ? typed_values::ValueText(expr.Value()) : sDisplay;
   sListItemGUID_ = sGUID.empty() ? sListItemPrefix_ : sGUID;
   return eQEENone;
 }
@@ -708,9 +718,12 @@ enumQueryEngineError TypedSimpleExpression::ResolveSystemAttrData_(
         break;
       case eSAKReqAuthorName:
       case eSAKReqAuthorKey: {
-        if (sU == kNoEntry) {
+        // No entry; by key also 0, the key the keyed text writes for it.
+        if (sU == kNoEntry || (eLookupType == eQLTByKey && sU == "0")) {
           sValue = "0";
           SetValue(Variant("0"));
+          sDisplay = std::string(kNoEntry);
+          sGUID = std::string(kNoEntry);
           break;
         }
         needProject();
@@ -929,10 +942,15 @@ std::string TypedSimpleExpression::QueryString_(enumQueryLookupTypes eLookupType
         for (const std::string& sItem : cListItemGUIDs_) append(IsNoEntry(sItem) ? Quoted(sItem) : sItem);
         break;
     }
+    for (const std::string& sItem : aUnknownItems_) append(Quoted(sItem));
     s += sList;
-  } else if (lListItemKey_ == 0) {
+  } else if (sUnknownValue_) {
+    s += Quoted(*sUnknownValue_);
+  } else if (lListItemKey_ == 0 && !bIsSystemAttr_) {
     s += Quoted(kNoEntry);
   } else {
+    // A system attribute's 0 is a value of its own (the database as
+    // location, no package, no discussion), written as such.
     switch (eLookupType) {
       case eQLTByPrefix:
         s += Quoted(sListItemPrefix_);
@@ -941,7 +959,7 @@ std::string TypedSimpleExpression::QueryString_(enumQueryLookupTypes eLookupType
         s += std::to_string(lListItemKey_);
         break;
       default:
-        s += sListItemGUID_;
+        s += IsNoEntry(sListItemGUID_) ? Quoted(sListItemGUID_) : sListItemGUID_;
         break;
     }
   }

@@ -7,6 +7,7 @@
 // generation reads this object, never the query text.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -135,6 +136,10 @@ class TypedSimpleExpression {
   std::string sAttrGUID_;
   Collection<std::string> cListItemGUIDs_;
   std::string sListItemGUID_;
+  // What a build that went on past errors couldn't resolve (a list item, a
+  // user, a document), as the query wrote it: the query text keeps it.
+  std::optional<std::string> sUnknownValue_;
+  std::vector<std::string> aUnknownItems_;
   enumQueryEngineError eBuildErrNumber_ = eQEENone;
   std::string sBuildErrString_;
 };

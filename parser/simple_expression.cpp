@@ -16,15 +16,13 @@ constexpr std::size_t npos = std::string_view::npos;
 constexpr std::size_t kMaxBlank = 255;
 
 // The working text of one expression: the window [b, e) of sExpr, the
-// characters before b taken as read. One character behind b may count as
-// blanked (the closing quote of a keyed In item).
+// characters before b taken as read.
 struct WorkingText {
   std::string_view sExpr;
   std::size_t b = 0;
   std::size_t e = 0;
-  std::size_t nBlankAt = npos;
 
-  char At(std::size_t i) const { return i == nBlankAt ? ' ' : sExpr[i]; }
+  char At(std::size_t i) const { return sExpr[i]; }
   std::size_t Size() const { return e - b; }
   bool Empty() const { return b >= e; }
   void Trim() {
@@ -46,8 +44,7 @@ struct WorkingText {
   }
   // A word from the head, with its source length in n.
   std::string ReadWord(bool bInList, long& n) const {
-    const std::size_t nBlank = (nBlankAt != npos && nBlankAt >= b && nBlankAt < e) ? nBlankAt - b : npos;
-    return modMain::ReadQueryWord(sExpr.substr(b, e - b), nBlank, bInList, n);
+    return modMain::ReadQueryWord(sExpr.substr(b, e - b), npos, bInList, n);
   }
 };
 
@@ -179,19 +176,12 @@ enumQueryEngineError SimpleExpression::ResolveFromWindow_(parser::ReadContext& o
       // One character more than the high word goes: the one directly behind it.
       S.Blank(p + 6 + Count(nHigh));
     } else if (eOperator_ == eEOIN) {
-      const bool bByKey = modMain::ModuleLookupType() == eQLTByKey;
       bool bItem = true;
       bool bMore = true;
       while (bItem && bMore) {
-        // A keyed list may have each key in quotes: both quotes go, and the
-        // key then ends like a bare one.
-        if (bByKey && !S.Empty() && S.At(S.b) == '"') {
-          ++S.b;
-          std::size_t q = S.b;
-          while (q < S.e && S.At(q) != '"') ++q;
-          if (q < S.e) S.nBlankAt = q;
-          S.Trim();
-        }
+        // An item in quotes is read whole in every form of the query, so that
+        // the keyed text of a list of free values (a name with a blank)
+        // reads back as it was written.
         long nItem = 0;
         const std::string sItem = S.ReadWord(true, nItem);
         if (nItem < 1) {

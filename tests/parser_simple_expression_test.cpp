@@ -61,22 +61,29 @@ INSTANTIATE_TEST_SUITE_P(
         ReadCase{"a>=1", "a", eEOGreaterThanOrEqual, "1", -1}, ReadCase{"a<>1", "a", eEONotEquals, "1", -1},
         ReadCase{"a<1 AND b", "a", eEOLessThan, "1", 4}, ReadCase{"  a = 1  ", "a", eEOEquals, "1", -1},
         ReadCase{"x = \"say \"\"hi\"\"\"", "x", eEOEquals, "say \"hi\"", -1},
-        ReadCase{"Name = \"\"", "Name", eEOEquals, "\"", -1},
+        ReadCase{"Name = \"\"", "Name", eEOEquals, "", -1},
         // A bare value may begin with "(" and leaves ")" behind.
         ReadCase{"x = (1)", "x", eEOEquals, "(1", 6},
         // Not, All and Any are tested by their letters alone.
         ReadCase{"Not Priority = High", "Priority", eEOEquals, "High", -1, true},
         ReadCase{"Notes = 1", "es", eEOEquals, "1", -1, true},
-        ReadCase{"\"Not Here\" = 1", "Not Here", eEOEquals, "1", -1},
-        ReadCase{"a Any = 1", "a", eEOEquals, "1", -1}, ReadCase{"a All > 2", "a", eEOGreaterThan, "2", -1, false, true},
+        ReadCase{"\"Not Here\" = 1", "Not Here", eEOEquals, "1", -1}, ReadCase{"a Any = 1", "a", eEOEquals, "1", -1},
+        ReadCase{"a All > 2", "a", eEOGreaterThan, "2", -1, false, true},
         // Operators have no word boundary; "O" alone is the short order.
         ReadCase{"Name Order Asc", "Name", eEOOrder, "Asc", -1}, ReadCase{"Key O 2", "Key", eEOShortOrder, "2", -1},
         ReadCase{"Key Ord Asc", "Key", eEOShortOrder, "rd", 8},
         ReadCase{"Text ulike \"%a%\"", "Text", eEOULike, "%a%", -1},
         // Between: through the blank behind the high word.
         ReadCase{"a Between 1 And 2 AND b = 3", "a", eEOBetween, "1", 18, false, false, {}, "2"},
-        ReadCase{"\"Due Date\" between 1/1/2003 and 3/1/2003", "Due Date", eEOBetween, "1/1/2003", -1, false,
-                 false, {}, "3/1/2003"},
+        ReadCase{"\"Due Date\" between 1/1/2003 and 3/1/2003",
+                 "Due Date",
+                 eEOBetween,
+                 "1/1/2003",
+                 -1,
+                 false,
+                 false,
+                 {},
+                 "3/1/2003"},
         // The first " AND " wins, quotes or not.
         ReadCase{"a Between \"x and y\" And \"z\"", "a", eEOBetween, "x", 20, false, false, {}, "y"},
         // In lists: commas part the items, duplicates (any case) are dropped.
@@ -140,7 +147,7 @@ TEST(SimpleExpressionTest, LongestAttributeIs255) {
   EXPECT_EQ(oExpr.AttrPrefix(), k255);
 }
 
-TEST(SimpleExpressionTest, KeyedInListTakesQuotesOffEachKey) {
+TEST(SimpleExpressionTest, KeyedInListReadsQuotedItemsWhole) {
   testing_support::ScopedLookupType byKey(eQLTByKey);
   struct Case {
     std::string sExpr;
@@ -150,10 +157,9 @@ TEST(SimpleExpressionTest, KeyedInListTakesQuotesOffEachKey) {
   };
   const Case cases[] = {
       {"a In \"12\", \"13\"", eQEENone, {"12", "13"}, 15},
-      // The key then ends like a bare word: at the blank.
-      {"a In \"ab cd\", x", eQEENone, {"ab"}, 9},
-      {"a In \"", eQEEInMissingItems, {}, 6},
-      {"a In \"\"", eQEEInMissingItems, {}, 7},
+      // A free value with a blank, as the keyed text of a name writes it.
+      {"a In \"ab cd\", x", eQEENone, {"ab cd", "x"}, 15},
+      {"a In \"Release 2.0\", \"a \"\"b\"\"\"", eQEENone, {"Release 2.0", "a \"b\""}, 29},
   };
   for (const Case& c : cases) {
     SimpleExpression oExpr;

@@ -498,6 +498,52 @@ class QueryProperty : public ::testing::Test {
     return out;
   }
 
+  // The three texts of a query that Validate2 accepts, each read back by its
+  // own lookup type, write the same three texts again. A project-wide query
+  // has no GUID form to read (its base word has none); discussion queries
+  // write no text.
+  Findings CheckReadBack(const GeneratedQuery& q) {
+    Findings out;
+    if (q.Scope == QueryScope::kDiscussion) return out;
+    const auto project = std::static_pointer_cast<Project>(world_->Own().Project);
+    const auto read = [&](enumQueryLookupTypes lookup, const std::string& text, std::shared_ptr<QueryDef>& def) {
+      return Call(
+          [&](std::string& info, Rows&) { return engine_.Validate2(q.ReturnType, lookup, project, text, info, def); });
+    };
+    std::shared_ptr<QueryDef> first;
+    const Outcome accepted = read(q.LookupType, q.Text, first);
+    if (accepted.Threw || accepted.Code != eQEENone || !first) return out;
+    const bool projectWide = first->Scope() == eVLSProject;
+    const auto texts = [&](const QueryDef& def) {
+      std::vector<std::string> all;
+      for (enumQueryLookupTypes form : {eQLTByPrefix, eQLTByKey, eQLTByGUID}) {
+        all.push_back(projectWide && form == eQLTByGUID ? std::string() : def.QueryString(form));
+      }
+      return all;
+    };
+    const std::vector<std::string> written = texts(*first);
+    for (enumQueryLookupTypes form : {eQLTByPrefix, eQLTByKey, eQLTByGUID}) {
+      if (projectWide && form == eQLTByGUID) continue;
+      const std::string& text = written[form - 1];
+      std::shared_ptr<QueryDef> again;
+      const Outcome back = read(form, text, again);
+      const std::string name = std::string("the text by ") + LookupName(form);
+      if (back.Threw || back.Code != eQEENone || !again) {
+        out.push_back({name + " is refused when read back", "dbms 1",
+                       text + " -> " + (back.Threw ? back.Thrown : std::to_string(back.Code) + ": " + back.Info)});
+        continue;
+      }
+      const std::vector<std::string> rewritten = texts(*again);
+      for (std::size_t i = 0; i < written.size(); ++i) {
+        if (rewritten[i] == written[i]) continue;
+        out.push_back({name + " reads back to another query", "dbms 1",
+                       text + "\n      writes " + rewritten[i] + "\n      not    " + written[i]});
+        break;
+      }
+    }
+    return out;
+  }
+
   static DemoWorld* world_;
   static QueryGenerator* generator_;
   QueryEngine engine_;  // one engine for all queries, as a host keeps it
@@ -522,6 +568,10 @@ TEST_F(QueryProperty, CountIsTheNumberOfKeys) {
 TEST_F(QueryProperty, TheServerAnswersAsTheFile) {
   VLQ_REQUIRE_PG();
   Sweep("the server answers as the file", [&](const GeneratedQuery& q, bool) { return CheckServer(q); });
+}
+
+TEST_F(QueryProperty, StoredTextsReadBack) {
+  Sweep("stored texts read back", [&](const GeneratedQuery& q, bool) { return CheckReadBack(q); });
 }
 
 TEST_F(QueryProperty, EveryDialectAgreesAndWritesSoundStatements) {

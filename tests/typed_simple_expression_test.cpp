@@ -291,7 +291,7 @@ TEST(TypedSimpleExpressionResolve, SystemAttributeNamesDecideFirst) {
   EXPECT_EQ(author->AttrPrefix(), "AUTHOR");
   EXPECT_EQ(author->AttrGUID(), SysGuid("77"));
   EXPECT_EQ(author->ListItemKey(), 4);
-  EXPECT_EQ(author->ListItemPrefix(), "4");
+  EXPECT_EQ(author->ListItemPrefix(), "Bob");
   EXPECT_EQ(TypeList(project, "Author = \"<NO ENTRY>\"").Simple()->ListItemKey(), 0);
   EXPECT_EQ(TypeList(project, "Location = DATABASE").Simple()->ListItemKey(), 0);
   EXPECT_EQ(TypeList(project, "Location = Spec").Simple()->ListItemKey(), 8);
@@ -403,7 +403,7 @@ TEST(SystemAttributeResolve, ValuesByAttribute) {
       {-5, eQLTByKey, "Ann", true, eQEEUnknownUserName, 14095, "Ann", kKept, "", ""},
       {-6, eQLTByPrefix, "Zed", true, eQEEUnknownUserKey, 14096, "Zed", kKept, "", ""},
       {-6, eQLTByPrefix, "Zed", false, eQEENone, 14096, "Zed", kKept, "", ""},
-      {-6, eQLTByPrefix, "<no entry>", true, eQEENone, 0, "", Variant("0"), "", ""},
+      {-6, eQLTByPrefix, "<no entry>", true, eQEENone, 0, "", Variant("0"), "<NO ENTRY>", "<NO ENTRY>"},
       {-7, eQLTByPrefix, "spec", true, eQEENone, 0, "", Variant(8L), "Spec", SampleGUID('D', 8)},
       {-8, eQLTByKey, "8", true, eQEENone, 0, "", Variant(8L), "Spec", SampleGUID('D', 8)},
       {-8, eQLTByPrefix, "database", true, eQEENone, 0, "", Variant("0"), "DATABASE", "0"},
@@ -523,7 +523,7 @@ TEST(TypedSimpleExpressionText, ThreeFormsOfTheQueryText) {
        "\"Difficulty\" = \"<NO ENTRY>\"",
        "14 = \"<NO ENTRY>\"",
        A(14) + " = \"<NO ENTRY>\""},
-      {"Author = Ann", {}, "\"AUTHOR\" = \"3\"", "-6 = 3", SysGuid("77") + " = " + U(3)},
+      {"Author = Ann", {}, "\"AUTHOR\" = \"Ann\"", "-6 = 3", SysGuid("77") + " = " + U(3)},
       {"AuthorName In Ann, Bob",
        {},
        "\"AUTHORNAME\" In \"Ann\", \"Bob\"",

@@ -29,30 +29,31 @@ TEST_P(ExtractQueryBaseCriteriaTest, ReadsOneWord) {
   EXPECT_EQ(lConsumed, c.lConsumed);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Words, ExtractQueryBaseCriteriaTest,
-    ::testing::Values(
-        // A bare word ends at a blank, a parenthesis, a comparison sign or a
-        // comma, none of which it consumes.
-        WordCase{"abc def", false, "abc", 3}, WordCase{"abc=1", false, "abc", 3},
-        WordCase{"a<b", false, "a", 1}, WordCase{"a>b", false, "a", 1}, WordCase{"a(b", false, "a", 1},
-        WordCase{"a)b", false, "a", 1},
-        // The first character is taken whatever it is.
-        WordCase{"(a", false, "(a", 2}, WordCase{",x", true, ",x", 2}, WordCase{"=", false, "=", 1},
-        // A quote ends a bare word and is left for the next one.
-        WordCase{"abc\"def\"", false, "abc", 3},
-        // Quoted: data up to the closing quote, which is consumed.
-        WordCase{"\"a b\" c", false, "a b", 5}, WordCase{"\"a) (b,c\"x", true, "a) (b,c", 9},
-        WordCase{"\"a\"b", false, "a", 3},
-        // Doubled quotes are one quote character and count two.
-        WordCase{"\"say \"\"hi\"\"\"", false, "say \"hi\"", 12}, WordCase{"\"\"", false, "\"", 2},
-        WordCase{"ab\"\"cd", false, "ab\"cd", 6}, WordCase{"\"\"\"x\" y", false, "\"x", 5},
-        // An unclosed quote runs to the end of the text.
-        WordCase{"\"unclosed text", false, "unclosed text", 14},
-        // Leading blanks are kept and counted.
-        WordCase{"  ab cd", false, "  ab", 4}, WordCase{"", false, "", 0},
-        // With a decimal point the comma always ends a word.
-        WordCase{"1,5", false, "1", 1}, WordCase{"1,5", true, "1", 1}));
+INSTANTIATE_TEST_SUITE_P(Words, ExtractQueryBaseCriteriaTest,
+                         ::testing::Values(
+                             // A bare word ends at a blank, a parenthesis, a comparison sign or a
+                             // comma, none of which it consumes.
+                             WordCase{"abc def", false, "abc", 3}, WordCase{"abc=1", false, "abc", 3},
+                             WordCase{"a<b", false, "a", 1}, WordCase{"a>b", false, "a", 1},
+                             WordCase{"a(b", false, "a", 1}, WordCase{"a)b", false, "a", 1},
+                             // The first character is taken whatever it is.
+                             WordCase{"(a", false, "(a", 2}, WordCase{",x", true, ",x", 2},
+                             WordCase{"=", false, "=", 1},
+                             // A quote ends a bare word and is left for the next one.
+                             WordCase{"abc\"def\"", false, "abc", 3},
+                             // Quoted: data up to the closing quote, which is consumed.
+                             WordCase{"\"a b\" c", false, "a b", 5}, WordCase{"\"a) (b,c\"x", true, "a) (b,c", 9},
+                             WordCase{"\"a\"b", false, "a", 3},
+                             // Doubled quotes are one quote character and count two.
+                             WordCase{"\"say \"\"hi\"\"\"", false, "say \"hi\"", 12}, WordCase{"\"\"", false, "", 2},
+                             WordCase{"\"\"\"\"", false, "\"", 4}, WordCase{"ab\"\"cd", false, "ab\"cd", 6},
+                             WordCase{"\"\"\"x\" y", false, "\"x", 5},
+                             // An unclosed quote runs to the end of the text.
+                             WordCase{"\"unclosed text", false, "unclosed text", 14},
+                             // Leading blanks are kept and counted.
+                             WordCase{"  ab cd", false, "  ab", 4}, WordCase{"", false, "", 0},
+                             // With a decimal point the comma always ends a word.
+                             WordCase{"1,5", false, "1", 1}, WordCase{"1,5", true, "1", 1}));
 
 TEST(ExtractQueryBaseCriteriaLocaleTest, DecimalCommaKeepsNumberOutsideInLists) {
   testing_support::ScopedCommaLocale comma;
