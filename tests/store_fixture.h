@@ -291,12 +291,9 @@ class StoreFixture {
 
   // The store that Open opens the project in.
   void UseStore(StoreKind kind) { kind_ = kind; }
-  StoreKind Store() const { return kind_; }
   // Whether Open can open the project in the chosen store: the server's
   // store needs the tests' server.
   bool StoreAvailable() const { return kind_ == StoreKind::File || !PgTestServer().empty(); }
-  // The location that Open opens: the file, or the URI of the copy.
-  std::string Location() const { return schema_ ? schema_->Uri() : file_.string(); }
 
  private:
   void Connect(const std::filesystem::path& file) {
