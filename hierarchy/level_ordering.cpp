@@ -96,12 +96,16 @@ std::string AncestorsSQL(QuerySql& sql, long lSessionID, long lLevel, std::strin
   return JoinLines({
       "INSERT INTO " + HT + " (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) ",
       "SELECT DISTINCT " + S + ", ParReq.ID, ParReq.LONGTAGNUMBER",
-      "FROM " + HT + " Child, " + REQ + " ChildReq, " + REQ + " ParReq, " + PREQ + " ParProj",
+      "FROM " + HT + " Child, " + REQ + " ChildReq, " + REQ + " ParReq",
       "WHERE Child.SESSIONID = " + S + " AND " + LengthOf(sql, "Child.LONGTAGNUMBER") + " = (" + L + " * 10)",
       "AND ChildReq.ID = Child.REQUIREMENTKEY",
       "AND ParReq.REQUIREMENTTYPEID = ChildReq.REQUIREMENTTYPEID AND ParReq.LONGTAGNUMBER = " +
           LeftOf(sql, "Child.LONGTAGNUMBER", "(" + M + " * 10)"),
-      "AND ParProj.REQUIREMENTID = ParReq.ID AND ParProj.PROJECTID = " + std::string(sProjectKey),
+      // The project is a test on the parent found, not a join: joined, it
+      // would let a planner without statistics read the whole project for
+      // every row.
+      "AND EXISTS (SELECT 1 FROM " + PREQ + " ParProj WHERE ParProj.REQUIREMENTID = ParReq.ID AND ParProj.PROJECTID = " +
+          std::string(sProjectKey) + ")",
       "AND ParReq.ID NOT IN (SELECT REQUIREMENTKEY FROM " + HT + " WHERE SESSIONID = " + S + ")",
   });
 }
