@@ -135,8 +135,10 @@ const std::vector<IndexDef>& Indexes() {
       {"VLIX_DISCREAD_USER", "VLDISCUSSIONSREAD", "USERID"},
       {"VLIX_TRACETEMP_LEVEL", "VLTRACETABLETEMP", "SESSIONID, LVL"},
       {"VLIX_TRACETEMP_ID", "VLTRACETABLETEMP", "SESSIONID, ID"},
-      // A closure level's test whether a chain reached a state before.
-      {"VLIX_TRACETEMP_STATE", "VLTRACETABLETEMP", "SESSIONID, ROOTID, ID, PROJECTID, STATUS"},
+      // A closure level's test whether a chain reached a state before. The
+      // session comes last, so that a planner without statistics doesn't
+      // take it to read a level's rows instead of VLIX_TRACETEMP_LEVEL.
+      {"VLIX_TRACETEMP_STATE", "VLTRACETABLETEMP", "ROOTID, ID, PROJECTID, STATUS, SESSIONID"},
       {"VLIX_TRACEINDIR_SESSION", "VLTRACETABLEINDIR", "SESSIONID, ID"},
       {"VLIX_HIERTEMP_SESSION", "VLHIERARCHYTABLETEMP", "SESSIONID, REQUIREMENTKEY"},
       {"VLIX_HIERTEMP_TAG", "VLHIERARCHYTABLETEMP", "SESSIONID, LONGTAGNUMBER"},
