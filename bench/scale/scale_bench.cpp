@@ -1,0 +1,240 @@
+// The engine at scale, beside the statement an engineer would write for
+// SQLite by hand: for each demo project size and query, the engine's Fetch
+// and the hand-written statement (queries.h) run on the same file in the same
+// run; the driver first checks that both give the same keys (in the same
+// order where the query orders them), then prints a table of the best of a
+// few runs of each.
+//
+//   vlq_scale_bench [--sizes 10000,100000] [--repeat 3] [--cache DIR]
+//                   [--only SUBSTRING] [--no-analyze]
+//
+// The demo projects (vlquery demo, seed 1) are made once in the cache
+// directory (--cache, else $VLQ_BENCH_CACHE, else ./bench-cache) and reused.
+// Every query is measured without statistics, then the driver runs ANALYZE
+// and measures the queries marked for it again, and drops the statistics so
+// that the next run starts alike.
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "demo_project.h"
+#include "engine/query_engine.h"
+#include "platform/store_project_manager.h"
+#include "queries.h"
+
+namespace {
+
+using Keys = std::vector<long long>;
+
+struct Options {
+  std::vector<long> sizes{10000, 100000};
+  int repeat = 3;
+  std::filesystem::path cache;
+  std::string only;
+  bool analyze = true;
+};
+
+Options Parse(int argc, char** argv) {
+  Options o;
+  const char* env = std::getenv("VLQ_BENCH_CACHE");
+  o.cache = env && *env ? env : "bench-cache";
+  for (int i = 1; i < argc; ++i) {
+    const std::string a = argv[i];
+    const auto value = [&]() -> std::string {
+      if (i + 1 >= argc) throw std::runtime_error(a + " needs a value");
+      return argv[++i];
+    };
+    if (a == "--sizes") {
+      o.sizes.clear();
+      std::stringstream in(value());
+      for (std::string n; std::getline(in, n, ',');) o.sizes.push_back(std::stol(n));
+    } else if (a == "--repeat") {
+      o.repeat = std::max(1, std::stoi(value()));
+    } else if (a == "--cache") {
+      o.cache = value();
+    } else if (a == "--only") {
+      o.only = value();
+    } else if (a == "--no-analyze") {
+      o.analyze = false;
+    } else {
+      throw std::runtime_error("unknown option " + a +
+                               " (--sizes N,N --repeat N --cache DIR --only TEXT --no-analyze)");
+    }
+  }
+  return o;
+}
+
+double Millis(const std::function<void()>& run, int repeat) {
+  double best = 1e300;
+  for (int i = 0; i < repeat; ++i) {
+    const auto t0 = std::chrono::steady_clock::now();
+    run();
+    best = std::min(best, std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
+  }
+  return best;
+}
+
+// A connection of its own for the hand-written statements.
+class RawFile {
+ public:
+  explicit RawFile(const std::filesystem::path& file) {
+    if (sqlite3_open_v2(file.c_str(), &db_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+      throw std::runtime_error("can't open " + file.string());
+    }
+  }
+  ~RawFile() { sqlite3_close(db_); }
+  RawFile(const RawFile&) = delete;
+  RawFile& operator=(const RawFile&) = delete;
+
+  Keys Column(const std::string& sql) const {
+    sqlite3_stmt* stmt = nullptr;
+    if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &stmt, nullptr) != SQLITE_OK) {
+      throw std::runtime_error(std::string(sqlite3_errmsg(db_)) + " in:\n" + sql);
+    }
+    Keys keys;
+    while (sqlite3_step(stmt) == SQLITE_ROW) keys.push_back(sqlite3_column_int64(stmt, 0));
+    sqlite3_finalize(stmt);
+    return keys;
+  }
+  void Exec(const std::string& sql) const {
+    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+      throw std::runtime_error(std::string(sqlite3_errmsg(db_)) + " in: " + sql);
+    }
+  }
+
+ private:
+  sqlite3* db_ = nullptr;
+};
+
+// The statement with {T:PREFIX}, {A:PREFIX.Label} and {I:PREFIX.Label.Item}
+// replaced by the keys of the file's types, attributes and list items.
+std::string Resolve(const RawFile& raw, std::string sql) {
+  for (std::size_t at; (at = sql.find('{')) != std::string::npos;) {
+    const std::size_t end = sql.find('}', at);
+    const std::string ref = sql.substr(at + 1, end - at - 1);
+    const char kind = ref[0];
+    std::vector<std::string> part;
+    std::stringstream in(ref.substr(2));
+    for (std::string p; std::getline(in, p, '.');) part.push_back(p);
+    std::string lookup;
+    if (kind == 'T') {
+      lookup = "SELECT ID FROM VLREQUIREMENTTYPES WHERE PREFIX = '" + part[0] + "'";
+    } else if (kind == 'A') {
+      lookup = "SELECT a.ID FROM VLATTRIBUTES a JOIN VLREQUIREMENTTYPES t ON t.ID = a.REQUIREMENTTYPEID WHERE "
+               "t.PREFIX = '" + part[0] + "' AND a.LABEL = '" + part[1] + "'";
+    } else {
+      lookup = "SELECT i.ITEMID FROM VLUSERDEFINEDLISTITEMS i JOIN VLATTRIBUTES a ON a.ID = i.FIELDID JOIN "
+               "VLREQUIREMENTTYPES t ON t.ID = a.REQUIREMENTTYPEID WHERE t.PREFIX = '" + part[0] +
+               "' AND a.LABEL = '" + part[1] + "' AND i.ITEMTEXT = '" + part[2] + "'";
+    }
+    const Keys key = raw.Column(lookup);
+    if (key.size() != 1) throw std::runtime_error("no single key for {" + ref + "}");
+    sql.replace(at, end - at + 1, std::to_string(key[0]));
+  }
+  return sql;
+}
+
+std::filesystem::path DemoFile(const Options& o, long size) {
+  std::filesystem::create_directories(o.cache);
+  const std::filesystem::path file = o.cache / ("demo-" + std::to_string(size) + ".vlp");
+  if (!std::filesystem::exists(file)) {
+    std::cerr << "making " << file << " ..." << std::endl;
+    vlq::tools::DemoOptions demo;
+    demo.Requirements = size;
+    demo.Seed = 1;
+    vlq::tools::MakeDemoProject(file, demo);
+  }
+  return file;
+}
+
+struct Row {
+  std::string name;
+  long size;
+  bool analyzed;
+  double engine, idiomatic;
+  double limit;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  const Options o = Parse(argc, argv);
+  std::vector<Row> table;
+  for (long size : o.sizes) {
+    const std::filesystem::path file = DemoFile(o, size);
+    auto manager = vlq::platform::StoreProjectManager::Create();
+    std::shared_ptr<vlq::Project> project = manager->Open(file.string(), "");
+    RawFile raw(file);
+    raw.Exec("DROP TABLE IF EXISTS sqlite_stat1; DROP TABLE IF EXISTS sqlite_stat4");
+    vlq::QueryEngine engine;
+    for (bool analyzed : {false, true}) {
+      if (analyzed) {
+        if (!o.analyze) break;
+        raw.Exec("ANALYZE");
+        // The project's connection reads the statistics when it opens.
+        project.reset();
+        project = manager->Open(file.string(), "");
+      }
+      for (const bench::ScaleQuery& q : bench::ScaleQueries()) {
+        if (!o.only.empty() && std::string(q.name).find(o.only) == std::string::npos) continue;
+        if (analyzed && !q.withAnalyze) continue;
+        const std::string sql = Resolve(raw, q.idiomatic);
+        const auto fetch = [&] {
+          std::string info;
+          vlq::Rows rows;
+          std::shared_ptr<vlq::QueryDef> def;
+          const auto result = engine.Fetch(q.discussions ? vlq::eBTDiscussions : vlq::eBTRequirements,
+                                           vlq::eQLTByPrefix, project, q.query, info, rows, def, q.hierarchy);
+          if (result != vlq::eQEENone) throw std::runtime_error(std::string(q.name) + ": error " + info);
+          Keys keys;
+          if (!rows.empty()) {
+            for (const vlq::Variant& v : rows[0]) keys.push_back(v.Whole());
+          }
+          return keys;
+        };
+        Keys mine = fetch();
+        Keys theirs = raw.Column(sql);
+        if (!q.ordered) {
+          std::sort(mine.begin(), mine.end());
+          std::sort(theirs.begin(), theirs.end());
+        }
+        if (mine != theirs) {
+          std::cerr << q.name << " at " << size << ": the engine gives " << mine.size()
+                    << " keys, the statement " << theirs.size() << "; they differ\n";
+          return 1;
+        }
+        Row row{q.name, size, analyzed, 0, 0, q.limit};
+        row.engine = Millis([&] { fetch(); }, o.repeat);
+        row.idiomatic = Millis([&] { raw.Column(sql); }, o.repeat);
+        table.push_back(row);
+        std::fprintf(stderr, "%-34s %8ld %-3s %10.1f %10.1f  (%zu keys)\n", q.name, size, analyzed ? "yes" : "no",
+                     row.engine, row.idiomatic, mine.size());
+      }
+    }
+    project.reset();
+    raw.Exec("DROP TABLE IF EXISTS sqlite_stat1; DROP TABLE IF EXISTS sqlite_stat4");
+  }
+  std::printf("| Query | N | ANALYZE | engine ms | idiomatic SQLite ms | ratio | goal |\n");
+  std::printf("|---|---:|---|---:|---:|---:|---:|\n");
+  for (const Row& r : table) {
+    const double ratio = r.engine / std::max(r.idiomatic, 0.01);
+    std::printf("| %s | %ld | %s | %.1f | %.1f | %.2f | %s%.1f |\n", r.name.c_str(), r.size, r.analyzed ? "yes" : "no",
+                r.engine, r.idiomatic, ratio, ratio <= r.limit ? "" : "**over** ", r.limit);
+  }
+  return 0;
+} catch (const std::exception& e) {
+  std::cerr << "vlq_scale_bench: " << e.what() << '\n';
+  return 2;
+}
