@@ -103,6 +103,9 @@ std::shared_ptr<SqliteConnection> SqliteConnection::Open(const std::filesystem::
   conn->Exec("PRAGMA mmap_size=" + std::to_string(kMmapBytes), kSource);
   conn->Exec("PRAGMA main.cache_size=-" + std::to_string(kCacheKiB), kSource);
   conn->Exec("PRAGMA temp.cache_size=-" + std::to_string(kCacheKiB), kSource);
+  // The work tables live in memory: their rows are a session's scratch,
+  // written and read again within one query, and never worth a file.
+  conn->Exec("PRAGMA temp_store=MEMORY", kSource);
   jet::RegisterFunctions(db);
   CreateWorkTables(db);
   return conn;
