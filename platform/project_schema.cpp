@@ -107,6 +107,9 @@ const std::vector<IndexDef>& Indexes() {
   // What the engine's statements look up: traces from both ends, project
   // membership, values by attribute and requirement, work rows by session.
   static const std::vector<IndexDef> indexes = {
+      // The type of a requirement known by key, read from the index alone
+      // (the tree order asks it for every row).
+      {"VLIX_REQUIREMENTS_TYPE", "VLREQUIREMENTS", "REQUIREMENTTYPEID"},
       // A type's requirements in tag order, and a parent found by its tag
       // within the type: the planner needs no statistics to take it.
       {"VLIX_REQUIREMENTS_TYPE_TAG", "VLREQUIREMENTS", "REQUIREMENTTYPEID, LONGTAGNUMBER"},
