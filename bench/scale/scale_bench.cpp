@@ -89,6 +89,9 @@ class RawFile {
     if (sqlite3_open_v2(file.c_str(), &db_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
       throw std::runtime_error("can't open " + file.string());
     }
+    // The page cache and memory map that the project store sets on its own
+    // connection, so that both sides read the file alike.
+    Exec("PRAGMA mmap_size=1073741824; PRAGMA cache_size=-65536");
   }
   ~RawFile() { sqlite3_close(db_); }
   RawFile(const RawFile&) = delete;
