@@ -3,7 +3,8 @@
 // and the hand-written statement (queries.h) run on the same file in the same
 // run; the driver first checks that both give the same keys (in the same
 // order where the query orders them), then prints a table of the best of a
-// few runs of each.
+// few runs of each, in wall-clock and in CPU time; the goal is judged on the
+// CPU time, which a busy machine disturbs least.
 //
 //   vlq_scale_bench [--sizes 10000,100000] [--repeat 3] [--cache DIR]
 //                   [--only SUBSTRING] [--no-analyze]
@@ -14,6 +15,7 @@
 // and measures the queries marked for it again, and drops the statistics so
 // that the next run starts alike.
 #include <sqlite3.h>
+#include <time.h>
 
 #include <algorithm>
 #include <chrono>
@@ -76,10 +78,33 @@ Options Parse(int argc, char** argv) {
   return o;
 }
 
-double Millis(const std::function<void()>& run) {
+// Wall-clock and CPU milliseconds of one run. The machines this runs on are
+// often shared: the CPU time of the process is what a run costs whatever else
+// runs beside it (the files are in the system's cache, so there is no wait
+// for a disk to hide).
+struct Time {
+  double wall = 1e300;
+  double cpu = 1e300;
+  void Best(const Time& t) {
+    wall = std::min(wall, t.wall);
+    cpu = std::min(cpu, t.cpu);
+  }
+};
+
+double CpuMillis() {
+  timespec ts{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+  return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
+}
+
+Time Measure(const std::function<void()>& run) {
+  const double cpu0 = CpuMillis();
   const auto t0 = std::chrono::steady_clock::now();
   run();
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+  Time t;
+  t.wall = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+  t.cpu = CpuMillis() - cpu0;
+  return t;
 }
 
 // A connection of its own for the hand-written statements.
@@ -162,7 +187,7 @@ struct Row {
   std::string name;
   long size;
   bool analyzed;
-  double engine, idiomatic;
+  Time engine, idiomatic;
   double limit;
 };
 
@@ -215,25 +240,30 @@ int main(int argc, char** argv) try {
           return 1;
         }
         // The two alternate, so that a busy machine slows both alike.
-        Row row{q.name, size, analyzed, 1e300, 1e300, q.limit};
+        Row row{q.name, size, analyzed, {}, {}, q.limit};
         for (int i = 0; i < o.repeat; ++i) {
-          row.engine = std::min(row.engine, Millis([&] { fetch(); }));
-          row.idiomatic = std::min(row.idiomatic, Millis([&] { raw.Column(sql); }));
+          row.engine.Best(Measure([&] { fetch(); }));
+          row.idiomatic.Best(Measure([&] { raw.Column(sql); }));
         }
         table.push_back(row);
-        std::fprintf(stderr, "%-34s %8ld %-3s %10.1f %10.1f  (%zu keys)\n", q.name, size, analyzed ? "yes" : "no",
-                     row.engine, row.idiomatic, mine.size());
+        std::fprintf(stderr, "%-34s %8ld %-3s %10.1f %10.1f  cpu %10.1f %10.1f  (%zu keys)\n", q.name, size,
+                     analyzed ? "yes" : "no", row.engine.wall, row.idiomatic.wall, row.engine.cpu, row.idiomatic.cpu,
+                     mine.size());
       }
     }
     project.reset();
     raw.Exec("DROP TABLE IF EXISTS sqlite_stat1; DROP TABLE IF EXISTS sqlite_stat4");
   }
-  std::printf("| Query | N | ANALYZE | engine ms | idiomatic SQLite ms | ratio | goal |\n");
-  std::printf("|---|---:|---|---:|---:|---:|---:|\n");
+  // The goal is judged on CPU time; the wall-clock times stand beside it.
+  std::printf("| Query | N | ANALYZE | engine ms | idiomatic SQLite ms | ratio | engine CPU ms | idiomatic CPU ms "
+              "| CPU ratio | goal |\n");
+  std::printf("|---|---:|---|---:|---:|---:|---:|---:|---:|---:|\n");
   for (const Row& r : table) {
-    const double ratio = r.engine / std::max(r.idiomatic, 0.01);
-    std::printf("| %s | %ld | %s | %.1f | %.1f | %.2f | %s%.1f |\n", r.name.c_str(), r.size, r.analyzed ? "yes" : "no",
-                r.engine, r.idiomatic, ratio, ratio <= r.limit ? "" : "**over** ", r.limit);
+    const double ratio = r.engine.wall / std::max(r.idiomatic.wall, 0.01);
+    const double cpuRatio = r.engine.cpu / std::max(r.idiomatic.cpu, 0.01);
+    std::printf("| %s | %ld | %s | %.1f | %.1f | %.2f | %.1f | %.1f | %.2f | %s%.1f |\n", r.name.c_str(), r.size,
+                r.analyzed ? "yes" : "no", r.engine.wall, r.idiomatic.wall, ratio, r.engine.cpu, r.idiomatic.cpu,
+                cpuRatio, cpuRatio <= r.limit ? "" : "**over** ", r.limit);
   }
   return 0;
 } catch (const std::exception& e) {
