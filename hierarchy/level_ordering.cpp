@@ -115,7 +115,10 @@ std::string AncestorsSQL(QuerySql& sql, long lSessionID, long lLevel, std::strin
       // every row.
       "AND EXISTS (SELECT 1 FROM " + PREQ + " ParProj WHERE ParProj.REQUIREMENTID = ParReq.ID AND ParProj.PROJECTID = " +
           std::string(sProjectKey) + ")",
-      "AND ParReq.ID NOT IN (SELECT REQUIREMENTKEY FROM " + HT + " WHERE SESSIONID = " + S + ")",
+      // A parent in the session already (a hit, or the parent of another
+      // row) is looked up by key rather than listed with the whole session.
+      "AND NOT EXISTS (SELECT 1 FROM " + HT + " Old WHERE Old.SESSIONID = " + S +
+          " AND Old.REQUIREMENTKEY = ParReq.ID)",
   });
 }
 
