@@ -36,6 +36,7 @@ std::string Describe(std::string_view message, std::string_view sql, std::string
 // of a work table ("DELETE FROM <table> WHERE SESSIONID=<n>", blanks and line
 // breaks as the engine writes them); empty otherwise.
 std::pair<std::string, std::string> SessionDelete(std::string_view sql) {
+  if (!text::StartsWithNoCase(text::TrimView(sql), "DELETE")) return {};
   static const std::regex pattern(R"(^\s*DELETE\s+FROM\s+([A-Za-z_][A-Za-z0-9_]*)\s+WHERE\s+SESSIONID\s*=\s*(-?\d+)\s*$)",
                                   std::regex::icase);
   std::match_results<std::string_view::const_iterator> m;
@@ -51,28 +52,27 @@ std::pair<std::string, std::string> SessionDelete(std::string_view sql) {
 // after row from every index (seconds for a large closure). Answers the rows
 // deleted, or -1 when the statement must run as it is.
 long DeleteWholeSession(::sqlite3* db, const std::string& table, const std::string& session) {
-  long rows = -1;
+  // Each bound is read from an index on the session, and so is the test for
+  // rows without one (which the statement as written would keep).
+  const std::string T = "temp." + table;
+  const std::string probeSql = "SELECT (SELECT MIN(SESSIONID) FROM " + T + "), (SELECT MAX(SESSIONID) FROM " + T +
+                               "), EXISTS (SELECT 1 FROM " + T + " WHERE SESSIONID IS NULL)";
   ::sqlite3_stmt* probe = nullptr;
-  const std::string range = "SELECT MIN(SESSIONID), MAX(SESSIONID), COUNT(*) FROM temp." + table;
-  if (sqlite3_prepare_v2(db, range.c_str(), -1, &probe, nullptr) != SQLITE_OK) {
-    sqlite3_finalize(probe);
-    return -1;
-  }
-  if (sqlite3_step(probe) == SQLITE_ROW) {
-    const bool empty = sqlite3_column_int64(probe, 2) == 0;
-    const std::string low = empty ? "" : reinterpret_cast<const char*>(sqlite3_column_text(probe, 0));
-    const std::string high = empty ? "" : reinterpret_cast<const char*>(sqlite3_column_text(probe, 1));
-    if (empty) {
-      rows = 0;
-    } else if (low == session && high == session) {
-      rows = static_cast<long>(sqlite3_column_int64(probe, 2));
-    }
+  bool whole = false;
+  bool empty = false;
+  if (sqlite3_prepare_v2(db, probeSql.c_str(), -1, &probe, nullptr) == SQLITE_OK && sqlite3_step(probe) == SQLITE_ROW) {
+    const auto textAt = [&](int column) {
+      const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(probe, column));
+      return std::string(p ? p : "");
+    };
+    const bool noNulls = sqlite3_column_int(probe, 2) == 0;
+    empty = noNulls && sqlite3_column_type(probe, 0) == SQLITE_NULL;
+    whole = noNulls && textAt(0) == session && textAt(1) == session;
   }
   sqlite3_finalize(probe);
-  if (rows > 0 && sqlite3_exec(db, ("DELETE FROM temp." + table).c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-    return -1;
-  }
-  return rows;
+  if (empty) return 0;
+  if (!whole || sqlite3_exec(db, ("DELETE FROM " + T).c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) return -1;
+  return static_cast<long>(sqlite3_changes64(db));
 }
 
 }  // namespace
