@@ -91,6 +91,33 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
        "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
        "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG"},
+      // The whole project: its types in turn, names falling, then tags.
+      {"Text Like %log%, by name falling",
+       "REQUIREMENT.Criteria(Text Like \"%log%\") REQUIREMENT.Sort(Name Order Desc)", false, false, true, true, 1.5,
+       "SELECT r.ID FROM VLREQUIREMENTS r JOIN VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID AND p.PROJECTID = 1 "
+       "WHERE r.REQUIREMENTTEXT LIKE '%log%' "
+       "ORDER BY r.REQUIREMENTTYPEID, r.REQUIREMENTNAME DESC, r.LONGTAGNUMBER"},
+      // The external project's file is attached as ext.
+      {"EXT.PR Priority = High", "ReqType.Prefix(EXT.PR) EXT.PR.Criteria(Priority = High)", false, false, true, true,
+       1.5,
+       "SELECT r.ID FROM ext.VLREQUIREMENTS r JOIN ext.VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID "
+       "AND p.PROJECTID = (SELECT ID FROM ext.VLPROJECT) "
+       "WHERE r.REQUIREMENTTYPEID = (SELECT ID FROM ext.VLREQUIREMENTTYPES WHERE PREFIX = 'PR') "
+       "AND EXISTS (SELECT 1 FROM ext.VLUSERDEFINEDLISTVALUES v JOIN ext.VLATTRIBUTES a ON a.ID = v.FIELDID "
+       "AND a.LABEL = 'Priority' AND a.REQUIREMENTTYPEID = r.REQUIREMENTTYPEID JOIN ext.VLUSERDEFINEDLISTITEMS i "
+       "ON i.FIELDID = v.FIELDID AND i.ITEMID = v.LISTITEMID AND i.ITEMTEXT = 'High' WHERE v.REQUIREMENTID = r.ID) "
+       "ORDER BY r.LONGTAGNUMBER"},
+      // Topics (no parent) of the project that the current user (key 1) may
+      // read; dates can tie, so the keys are compared as a set.
+      {"Discussions Subject Like %log%",
+       "DISCUSSION.Criteria(Subject Like \"%log%\") DISCUSSION.Sort(SubmitDate Order Desc)", false, true, false, true,
+       1.5,
+       "SELECT d.ID FROM VLDISCUSSIONS d WHERE d.PARENTID = 0 AND d.SUBJECT LIKE '%log%' "
+       "AND EXISTS (SELECT 1 FROM VLPROJECTDISCUSSIONS pd WHERE pd.DISCUSSIONID = d.ROOTID AND pd.PROJECTID = 1) "
+       "AND (d.RESTRICTED > 0 OR (d.RESTRICTED = 0 AND (d.AUTHORID = 1 "
+       "OR EXISTS (SELECT 1 FROM VLDISCUSSIONUSERS u WHERE u.DISCUSSIONID = d.ROOTID AND u.USERID = 1) "
+       "OR EXISTS (SELECT 1 FROM VLDISCUSSIONGROUPS g WHERE g.DISCUSSIONID = d.ROOTID AND g.GROUPID = 1)))) "
+       "ORDER BY d.SUBMITDATETIME DESC"},
   };
   return queries;
 }
