@@ -18,8 +18,10 @@ enum class LevelDialect { Access, Oracle, SQLServer };
 
 // The statement of one level. Access writes "SELECT DISTINCT " on a line of
 // its own and compares without blanks; Oracle (every level) and SQL Server or
-// DB2 (above level 1) put the columns behind "SELECT ", set "=" between
-// blanks and follow each clause line with a blank and an empty line.
+// DB2 (above level 1) put the columns behind "SELECT DISTINCT ", set "="
+// between blanks and follow each clause line with a blank and an empty line.
+// Every dialect takes each row once: a repeated row would be followed again
+// on every level below.
 std::string LevelStatement(const QuerySql& oSql, LevelDialect eDialect, const TypedCompRelExpression& oRelExpr,
                            long lLevel, const std::string& S, const std::string& L, const std::string& M) {
   const bool bTraceTo = oRelExpr.RelType() == eRTTraceTo;
@@ -48,7 +50,7 @@ std::string LevelStatement(const QuerySql& oSql, LevelDialect eDialect, const Ty
         bTraceTo ? "rels.REQUIREMENTID, rels.EXTERNALPROJECTTOID, rels.TOID, " + L + ", " + S + ", rels.STATE"
                  : "rels.TOID, rels.EXTERNALPROJECTID, rels.REQUIREMENTID, " + L + ", " + S + ", rels.STATE";
     if (bSpaced) {
-      clause("SELECT " + sColumns);
+      clause("SELECT DISTINCT " + sColumns);
     } else {
       lines.emplace_back("SELECT DISTINCT ");
       lines.push_back(sColumns);
@@ -68,20 +70,24 @@ std::string LevelStatement(const QuerySql& oSql, LevelDialect eDialect, const Ty
   // A further step from the rows of the level before, in the project where
   // each of them ended. A suspect chain stays suspect.
   const std::string tmp = eDialect == LevelDialect::Access ? "tmp" : "temp";
-  const std::string sColumns = bTraceTo ? tmp + ".ROOTID, rels.EXTERNALPROJECTTOID, rels.TOID, " + L + ", " + S + ", "
-                                        : tmp + ".ROOTID, rels.EXTERNALPROJECTID, rels.REQUIREMENTID, " + L + ", " + S +
-                                              ", ";
+  const std::string sReachedProject = bTraceTo ? "rels.EXTERNALPROJECTTOID" : "rels.EXTERNALPROJECTID";
+  const std::string sReachedID = bTraceTo ? "rels.TOID" : "rels.REQUIREMENTID";
+  const std::string sColumns = tmp + ".ROOTID, " + sReachedProject + ", " + sReachedID + ", " + L + ", " + S + ", ";
+  std::string sStatus;
   switch (eDialect) {
     case LevelDialect::Access:
+      sStatus = "IIF(tmp.STATUS= 1, tmp.STATUS, rels.STATE)";
       lines.emplace_back("SELECT DISTINCT ");
-      lines.push_back(sColumns + "IIF(tmp.STATUS= 1, tmp.STATUS, rels.STATE)");
+      lines.push_back(sColumns + sStatus);
       break;
     case LevelDialect::Oracle:
-      clause("SELECT " + sColumns + "DECODE(temp.STATUS, 1, temp.STATUS, rels.STATE)");
+      sStatus = "DECODE(temp.STATUS, 1, temp.STATUS, rels.STATE)";
+      clause("SELECT DISTINCT " + sColumns + sStatus);
       break;
     case LevelDialect::SQLServer:
-      lines.push_back("SELECT " + sColumns);
-      clause("CASE temp.STATUS WHEN 1 THEN temp.STATUS ELSE rels.STATE END");
+      sStatus = "CASE temp.STATUS WHEN 1 THEN temp.STATUS ELSE rels.STATE END";
+      lines.push_back("SELECT DISTINCT " + sColumns);
+      clause(sStatus);
       break;
   }
   clause("FROM " + REL + " rels, " + TEMP + " " + tmp);
@@ -94,7 +100,16 @@ std::string LevelStatement(const QuerySql& oSql, LevelDialect eDialect, const Ty
   }
   clause("AND " + eq("rels.TYPE", "0"));
   clause("AND " + eq(tmp + ".LVL", M));
-  lines.push_back("AND " + eq(tmp + ".SESSIONID", S));
+  clause("AND " + eq(tmp + ".SESSIONID", S));
+  // Only chains into a state not reached before: the same root at the same
+  // requirement with the same status goes on exactly as it did the first
+  // time, so that a cycle ends the walk as soon as it closes.
+  lines.emplace_back("AND NOT EXISTS (SELECT 1 FROM " + TEMP + " seen");
+  lines.push_back("WHERE " + eq("seen.SESSIONID", S));
+  lines.push_back("AND " + eq("seen.ROOTID", tmp + ".ROOTID"));
+  lines.push_back("AND " + eq("seen.ID", sReachedID));
+  lines.push_back("AND " + eq("seen.PROJECTID", sReachedProject));
+  lines.push_back("AND " + eq("seen.STATUS", sStatus) + ")");
   return closure::JoinLines(lines);
 }
 

@@ -16,8 +16,9 @@ using namespace sqlv;
 
 namespace {
 
-// The walk follows chains of at most this many traces. It is also what ends
-// the walk along a cycle, which nothing else detects.
+// The walk follows chains of at most this many traces. A level adds only the
+// (root, requirement, status) states not reached before, so that a cycle
+// ends the walk when it closes; the limit ends a long chain.
 constexpr long kMaxClosureLevels = 50;
 
 }  // namespace

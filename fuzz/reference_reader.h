@@ -193,7 +193,14 @@ inline Simple ResolveSimple(const std::string& sExpr, bool bIsSort) {
       return r;
     }
     const std::size_t p = p0 + 1;
-    r.sValue = ExtractWord(Trim(S.substr(0, p - 1)), n, false);
+    const std::string low = Trim(S.substr(0, p - 1));
+    r.sValue = ExtractWord(low, n, false);
+    if (!Trim(low.substr(std::min(low.size(), static_cast<std::size_t>(std::max(0L, n))))).empty()) {
+      r.eResult = eQEEBetweenMissingAnd;
+      r.sErrInfo = modMain::MessageWithArg(14020, low);
+      finish();
+      return r;
+    }
     r.sHigh = ExtractWord(S.substr(p - 1 + 5), n, false);
     Blank(S, p + 5 + static_cast<std::size_t>(n));
   } else if (r.eOp == eEOIN) {

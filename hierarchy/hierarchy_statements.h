@@ -41,10 +41,16 @@ long ReadLevelCount(QuerySql& sql, long lSessionID);
 // ancestor of every hit once.
 std::string AncestorsSQL(QuerySql& sql, long lSessionID, long lLevel, std::string_view sProjectKey);
 
+// The key of the query's requirement type when the query is scoped to one
+// type (every row of a session is then of that type, and so is every parent);
+// empty for a whole-project query.
+std::string ScopedType(const QuerySql& sql);
+
 // The test that a row (its tag column sTag, its requirement's type column
 // sType) has its parent among the rows of a session in sTable, whose key
 // column is sKeyColumn: a row of that table with the row's tag less its last
-// group, of the same requirement type. A row without it is a root of the tree.
+// group, of the same requirement type (a test left out in a query of one
+// type). A row without it is a root of the tree.
 std::string ParentPresentSQL(QuerySql& sql, long lSessionID, std::string_view sTable, std::string_view sKeyColumn,
                              std::string_view sTag, std::string_view sType);
 

@@ -62,12 +62,18 @@ std::string LeftOf(const QuerySql& sql, std::string_view sText, std::string_view
 
 }  // namespace
 
+std::string ScopedType(const QuerySql& sql) {
+  if (sql.ReqQueryScope() != eVLSReqType) return {};
+  return sql.BaseProjStruSpec().StructKey();
+}
+
 std::string ParentPresentSQL(QuerySql& sql, long lSessionID, std::string_view sTable, std::string_view sKeyColumn,
                              std::string_view sTag, std::string_view sType) {
+  const std::string sParent = " WHERE Par.SESSIONID = " + SessionText(lSessionID) +
+                              " AND Par.LONGTAGNUMBER = " + LeftOf(sql, sTag, LengthOf(sql, sTag) + " - 10");
+  if (!ScopedType(sql).empty()) return "EXISTS (SELECT 1 FROM " + std::string(sTable) + " Par" + sParent + ")";
   const std::string REQ = sql.BaseTableAndSchema(VLREQUIREMENTS);
-  return "EXISTS (SELECT 1 FROM " + std::string(sTable) + " Par, " + REQ +
-         " ParReq WHERE Par.SESSIONID = " + SessionText(lSessionID) +
-         " AND Par.LONGTAGNUMBER = " + LeftOf(sql, sTag, LengthOf(sql, sTag) + " - 10") + " AND ParReq.ID = Par." +
+  return "EXISTS (SELECT 1 FROM " + std::string(sTable) + " Par, " + REQ + " ParReq" + sParent + " AND ParReq.ID = Par." +
          std::string(sKeyColumn) + " AND ParReq.REQUIREMENTTYPEID = " + std::string(sType) + ")";
 }
 
@@ -101,13 +107,23 @@ std::string AncestorsSQL(QuerySql& sql, long lSessionID, long lLevel, std::strin
   return JoinLines({
       "INSERT INTO " + HT + " (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) ",
       "SELECT DISTINCT " + S + ", ParReq.ID, ParReq.LONGTAGNUMBER",
-      "FROM " + HT + " Child, " + REQ + " ChildReq, " + REQ + " ParReq, " + PREQ + " ParProj",
+      // The parent's type is the child's, also in a query of one type: a
+      // constant type would let a planner without statistics read every
+      // requirement of the type for each row of the level.
+      "FROM " + HT + " Child, " + REQ + " ChildReq, " + REQ + " ParReq",
       "WHERE Child.SESSIONID = " + S + " AND " + LengthOf(sql, "Child.LONGTAGNUMBER") + " = (" + L + " * 10)",
       "AND ChildReq.ID = Child.REQUIREMENTKEY",
       "AND ParReq.REQUIREMENTTYPEID = ChildReq.REQUIREMENTTYPEID AND ParReq.LONGTAGNUMBER = " +
           LeftOf(sql, "Child.LONGTAGNUMBER", "(" + M + " * 10)"),
-      "AND ParProj.REQUIREMENTID = ParReq.ID AND ParProj.PROJECTID = " + std::string(sProjectKey),
-      "AND ParReq.ID NOT IN (SELECT REQUIREMENTKEY FROM " + HT + " WHERE SESSIONID = " + S + ")",
+      // The project is a test on the parent found, not a join: joined, it
+      // would let a planner without statistics read the whole project for
+      // every row.
+      "AND EXISTS (SELECT 1 FROM " + PREQ + " ParProj WHERE ParProj.REQUIREMENTID = ParReq.ID AND ParProj.PROJECTID = " +
+          std::string(sProjectKey) + ")",
+      // A parent in the session already (a hit, or the parent of another
+      // row) is looked up by key rather than listed with the whole session.
+      "AND NOT EXISTS (SELECT 1 FROM " + HT + " Old WHERE Old.SESSIONID = " + S +
+          " AND Old.REQUIREMENTKEY = ParReq.ID)",
   });
 }
 
@@ -263,30 +279,38 @@ std::string FinalOrderSQL(QuerySql& sql, long lSessionID, long lLevel) {
   const std::string FO = sql.BaseTableAndSchema(VLHIERARCHYFINALORDERTEMP);
   const std::string REQ = sql.BaseTableAndSchema(VLREQUIREMENTS);
   const std::string sInsert = "INSERT INTO " + FO + " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER, ORDERTAG)";
+  // In a query of one type every row is of that type, and the types need no
+  // test.
+  const bool bScoped = !ScopedType(sql).empty();
   if (lLevel <= 1) {
     // The roots, and the rows whose parent doesn't exist: their own
     // DATAORDER is the whole tag.
+    const std::string sRoot = len + "(One.LONGTAGNUMBER) = (10) OR NOT " +
+                              ParentPresentSQL(sql, lSessionID, OL, "REQUIREMENTID", "One.LONGTAGNUMBER",
+                                               "OneReq.REQUIREMENTTYPEID");
     return JoinLines({
         sInsert,
         " SELECT " + S + " AS SESSIONID, One.REQUIREMENTID, One.LONGTAGNUMBER, " + D + " AS ORDERTAG",
-        " FROM " + OL + as + "One, " + REQ + " OneReq",
-        " Where One.SESSIONID = " + S + " AND OneReq.ID = One.REQUIREMENTID AND (" + len +
-            "(One.LONGTAGNUMBER) = (10) OR NOT " +
-            ParentPresentSQL(sql, lSessionID, OL, "REQUIREMENTID", "One.LONGTAGNUMBER", "OneReq.REQUIREMENTTYPEID") +
+        " FROM " + OL + as + "One" + (bScoped ? "" : ", " + REQ + " OneReq"),
+        " Where One.SESSIONID = " + S + (bScoped ? "" : " AND OneReq.ID = One.REQUIREMENTID") + " AND (" + sRoot +
             ")",
     });
   }
   // Deeper rows: the parent's ORDERTAG from the level above, then their own.
   // The parent is of the row's own type.
-  return JoinLines({
+  std::vector<std::string> lines{
       sInsert,
       "  SELECT " + S + " AS SESSIONID, One.REQUIREMENTID, One.LONGTAGNUMBER, Two.ORDERTAG" + op + D + " AS ORDERTAG",
-      " FROM " + OL + as + "One, " + FO + as + "Two, " + REQ + " OneReq, " + REQ + " TwoReq",
+      " FROM " + OL + as + "One, " + FO + as + "Two" + (bScoped ? "" : ", " + REQ + " OneReq, " + REQ + " TwoReq"),
       " Where One.SESSIONID = " + S + " AND " + len + "(One.LONGTAGNUMBER) = (" + std::to_string(lLevel) +
           " * 10) AND " + prefix + " = Two.LONGTAGNUMBER AND Two.SESSIONID = " + S,
-      " AND OneReq.ID = One.REQUIREMENTID AND TwoReq.ID = Two.REQUIREMENTID AND TwoReq.REQUIREMENTTYPEID = "
-      "OneReq.REQUIREMENTTYPEID",
-  });
+  };
+  if (!bScoped) {
+    lines.emplace_back(
+        " AND OneReq.ID = One.REQUIREMENTID AND TwoReq.ID = Two.REQUIREMENTID AND TwoReq.REQUIREMENTTYPEID = "
+        "OneReq.REQUIREMENTTYPEID");
+  }
+  return JoinLines(lines);
 }
 
 }  // namespace hierarchy

@@ -170,7 +170,14 @@ enumQueryEngineError SimpleExpression::ResolveFromWindow_(parser::ReadContext& o
       }
       const std::size_t p = nAnd - nBegin - S.b;  // from 0
       long nLow = 0;
-      vValue_ = modMain::ReadQueryWord(text::TrimView(sExpr.substr(S.b, p)), npos, false, nLow);
+      const std::string_view sLow = text::TrimView(sExpr.substr(S.b, p));
+      vValue_ = modMain::ReadQueryWord(sLow, npos, false, nLow);
+      // One word stands before the AND: anything more would be lost unread.
+      if (!text::TrimView(sLow.substr(std::min(sLow.size(), Count(nLow)))).empty()) {
+        eResult = eQEEBetweenMissingAnd;
+        sErrInfo = modMain::MessageWithArg(14020, std::string(sLow));
+        return;
+      }
       long nHigh = 0;
       vHighValue_ = modMain::ReadQueryWord(sExpr.substr(S.b + p + 5, S.e - (S.b + p + 5)), npos, false, nHigh);
       // One character more than the high word goes: the one directly behind it.

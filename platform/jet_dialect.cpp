@@ -631,14 +631,22 @@ void FnMid(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
 
 void FnLen(sqlite3_context* ctx, int, sqlite3_value** argv) {
   if (sqlite3_value_type(argv[0]) == SQLITE_NULL) return sqlite3_result_null(ctx);
+  if (sqlite3_value_type(argv[0]) == SQLITE_TEXT) return sqlite3_result_int64(ctx, CharCount(ValueText(argv[0])));
   sqlite3_result_int64(ctx, CharCount(TextOf(argv[0])));
 }
 
 void FnLeft(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
   if (AnyNull(argc, argv)) return sqlite3_result_null(ctx);
-  const std::string s = TextOf(argv[0]);
   const std::int64_t len = sqlite3_value_int64(argv[1]);
   if (len < 0) return sqlite3_result_error(ctx, "Left: the length must not be negative", -1);
+  if (sqlite3_value_type(argv[0]) == SQLITE_TEXT) {
+    // Text is read where it stands, without a copy: a tree order calls this
+    // for every row.
+    const std::string_view s = ValueText(argv[0]);
+    const std::size_t n = ByteOffset(s, len);
+    return sqlite3_result_text(ctx, s.data(), static_cast<int>(n), SQLITE_TRANSIENT);
+  }
+  const std::string s = TextOf(argv[0]);
   ResultText(ctx, s.substr(0, ByteOffset(s, len)));
 }
 

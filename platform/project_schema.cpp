@@ -107,7 +107,12 @@ const std::vector<IndexDef>& Indexes() {
   // What the engine's statements look up: traces from both ends, project
   // membership, values by attribute and requirement, work rows by session.
   static const std::vector<IndexDef> indexes = {
+      // The type of a requirement known by key, read from the index alone
+      // (the tree order asks it for every row).
       {"VLIX_REQUIREMENTS_TYPE", "VLREQUIREMENTS", "REQUIREMENTTYPEID"},
+      // A type's requirements in tag order, and a parent found by its tag
+      // within the type: the planner needs no statistics to take it.
+      {"VLIX_REQUIREMENTS_TYPE_TAG", "VLREQUIREMENTS", "REQUIREMENTTYPEID, LONGTAGNUMBER"},
       {"VLIX_REQUIREMENTS_TAG", "VLREQUIREMENTS", "LONGTAGNUMBER"},
       {"VLIX_PROJECTREQUIREMENTS_PROJECT", "VLPROJECTREQUIREMENTS", "PROJECTID, REQUIREMENTID"},
       {"VLIX_PROJECTREQUIREMENTS_REQ", "VLPROJECTREQUIREMENTS", "REQUIREMENTID"},
@@ -115,9 +120,12 @@ const std::vector<IndexDef>& Indexes() {
       {"VLIX_TORELATIONSHIPS_TO", "VLTORELATIONSHIPS", "TOID, EXTERNALPROJECTTOID"},
       {"VLIX_PACKAGEELEMENTS_REQ", "VLPACKAGEELEMENTS", "REQUIREMENTID"},
       {"VLIX_PACKAGEELEMENTS_PACKAGE", "VLPACKAGEELEMENTS", "PACKAGEID"},
-      {"VLIX_LISTVALUES_FIELD", "VLUSERDEFINEDLISTVALUES", "FIELDID, REQUIREMENTID"},
+      // The chosen items of an attribute, read from the index alone.
+      {"VLIX_LISTVALUES_FIELD_ITEM", "VLUSERDEFINEDLISTVALUES", "FIELDID, REQUIREMENTID, LISTITEMID"},
       {"VLIX_LISTVALUES_REQ", "VLUSERDEFINEDLISTVALUES", "REQUIREMENTID"},
-      {"VLIX_LISTITEMS_FIELD", "VLUSERDEFINEDLISTITEMS", "FIELDID, ITEMID"},
+      // A list item's rank, which the attribute views look up for every
+      // chosen item, read from the index alone.
+      {"VLIX_LISTITEMS_FIELD_RANK", "VLUSERDEFINEDLISTITEMS", "FIELDID, ITEMID, ITEMRANK"},
       {"VLIX_FIELDVALUES_FIELD", "VLUSERDEFINEDFIELDVALUES", "FIELDID, REQUIREMENTID"},
       {"VLIX_FIELDVALUES_REQ", "VLUSERDEFINEDFIELDVALUES", "REQUIREMENTID"},
       {"VLIX_ATTRIBUTES_TYPE", "VLATTRIBUTES", "REQUIREMENTTYPEID"},
@@ -132,11 +140,19 @@ const std::vector<IndexDef>& Indexes() {
       {"VLIX_DISCREAD_USER", "VLDISCUSSIONSREAD", "USERID"},
       {"VLIX_TRACETEMP_LEVEL", "VLTRACETABLETEMP", "SESSIONID, LVL"},
       {"VLIX_TRACETEMP_ID", "VLTRACETABLETEMP", "SESSIONID, ID"},
+      // A closure level's test whether a chain reached a state before. The
+      // session comes last, so that a planner without statistics doesn't
+      // take it to read a level's rows instead of VLIX_TRACETEMP_LEVEL.
+      {"VLIX_TRACETEMP_STATE", "VLTRACETABLETEMP", "ROOTID, ID, PROJECTID, STATUS, SESSIONID"},
       {"VLIX_TRACEINDIR_SESSION", "VLTRACETABLEINDIR", "SESSIONID, ID"},
       {"VLIX_HIERTEMP_SESSION", "VLHIERARCHYTABLETEMP", "SESSIONID, REQUIREMENTKEY"},
-      {"VLIX_HIERTEMP_TAG", "VLHIERARCHYTABLETEMP", "SESSIONID, LONGTAGNUMBER"},
-      {"VLIX_HIERLEVELS_SESSION", "VLHIERARCHYORDEREDLEVELSTEMP", "SESSIONID"},
-      {"VLIX_HIERFINAL_TAG", "VLHIERARCHYFINALORDERTEMP", "SESSIONID, LONGTAGNUMBER"},
+      {"VLIX_HIERTEMP_TAG", "VLHIERARCHYTABLETEMP", "SESSIONID, LONGTAGNUMBER, REQUIREMENTKEY"},
+      // A row's parent is found by its tag in each table of the tree order;
+      // the indexes hold what the level statements read of a row, so that
+      // each level's pass over the session reads no table row.
+      {"VLIX_HIERLEVELS_TAG", "VLHIERARCHYORDEREDLEVELSTEMP", "SESSIONID, LONGTAGNUMBER, REQUIREMENTID"},
+      {"VLIX_HIERFINAL_TAG", "VLHIERARCHYFINALORDERTEMP", "SESSIONID, LONGTAGNUMBER, REQUIREMENTID, ORDERTAG"},
+      {"VLIX_HIERFINAL_ORDER", "VLHIERARCHYFINALORDERTEMP", "SESSIONID, ORDERTAG, REQUIREMENTID"},
   };
   return indexes;
 }

@@ -154,6 +154,30 @@ TEST(HierarchyStatements, OrderTagStatementsOfTheRootsAndOfADeeperLevel) {
   }
 }
 
+// A query of one type: every row of the session is of that type, so the
+// parent tests and the ORDERTAG statements leave out the requirements' types.
+TEST(HierarchyStatements, StatementsOfAQueryOfOneTypeTestNoTypes) {
+  for (const Dialect& d : kDialects) {
+    QuerySql sql;
+    SetDialect(sql, d.db, d.schema);
+    sql.BaseProjStruSpec().SetStructKey("5");
+    // The ancestors keep the child's type (a constant would mislead a
+    // planner): the same text as without a type.
+    EXPECT_TRUE(test::MatchesGolden(hierarchy::AncestorsSQL(sql, kSession, 3, "1"), "hierarchy_ancestors_" + d.name + ".sql"))
+        << d.db;
+    std::string orderBy, groupBy, info;
+    sql.SortOrderToSQL(orderBy, groupBy, info);
+    const std::string head = hierarchy::LevelHeadSQL(sql, kSession);
+    EXPECT_TRUE(test::MatchesGolden(hierarchy::LevelSQL(sql, head, kSession, 2, orderBy, groupBy),
+                                    "hierarchy_typed_level_" + d.name + ".sql"))
+        << d.db;
+    for (long level : {1L, 3L}) {
+      const std::string golden = "hierarchy_typed_final_order_" + d.name + "_" + std::to_string(level) + ".sql";
+      EXPECT_TRUE(test::MatchesGolden(hierarchy::FinalOrderSQL(sql, kSession, level), golden)) << d.db << " " << golden;
+    }
+  }
+}
+
 TEST(HierarchyStatements, FinalStatementWithLevelCriterionAndCount) {
   QuerySql sql;
   SetDialect(sql, 1, "");

@@ -133,6 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
                       FailCase{"a Anything = 1", eQEEMissingExprOperator, 14019, "a Anything = 1", 5},
                       FailCase{"a Between 1", eQEEBetweenMissingAnd, 14020, "", 10},
                       FailCase{"a Between 1 And", eQEEBetweenMissingAnd, 14020, "", 10},
+                      // One word before the AND: the rest would be lost unread.
+                      FailCase{"a Between 1 OR 1=1 And 2", eQEEBetweenMissingAnd, 14020, "", 10},
                       // The attribute limit counts the source, quotes included.
                       FailCase{k255 + "x = 1", eQEEValueTooLong, 14017, k255 + "x = 1", 0},
                       FailCase{"\"" + std::string(254, 'a') + "\" = 1", eQEEValueTooLong, 14017,

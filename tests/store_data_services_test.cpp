@@ -233,6 +233,33 @@ TEST_F(StoreDataServices, WorkRowsStayWithTheirConnection) {
   EXPECT_EQ(test::ScalarOf(store_, "SELECT COUNT(*) FROM VLTRACETABLEINDIR"), 0);
 }
 
+// Deleting a session's work rows takes that session's rows only, whether
+// other sessions' rows are in the table or not, and counts what it deleted.
+TEST_F(StoreDataServices, DeletingASessionLeavesTheOtherSessionsRows) {
+  const struct {
+    std::vector<std::string> rows;  // values of (ID, SESSIONID)
+    long deleted;
+    long left;
+  } cases[] = {
+      {{"(1, 7)", "(2, 7)", "(3, 7)"}, 3, 0},
+      {{"(1, 7)", "(2, 8)", "(3, 7)"}, 2, 1},
+      {{"(1, 6)", "(2, 8)"}, 0, 2},
+      {{"(1, 7)", "(2, NULL)"}, 1, 1},
+      {{}, 0, 0},
+  };
+  for (const auto& c : cases) {
+    long changed = 0;
+    data_->Execute("DELETE FROM VLTRACETABLEINDIR", changed);
+    for (const std::string& row : c.rows) {
+      data_->Execute("INSERT INTO VLTRACETABLEINDIR (ID, SESSIONID) VALUES " + row, changed);
+    }
+    data_->Execute("DELETE \r\nFROM VLTRACETABLEINDIR \r\nWHERE SESSIONID=7", changed);
+    EXPECT_EQ(changed, c.deleted) << c.rows.size();
+    EXPECT_EQ(Count("VLTRACETABLEINDIR"), c.left) << c.rows.size();
+    EXPECT_EQ(Count("VLTRACETABLEINDIR WHERE SESSIONID = 7"), 0);
+  }
+}
+
 // Rows in the file's own work tables come from a run that was cut short in an
 // older version; opening the file removes them.
 TEST_F(StoreDataServices, OpeningClearsWorkRowsLeftInTheFile) {
