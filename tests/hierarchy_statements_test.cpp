@@ -163,7 +163,8 @@ TEST(HierarchyStatements, StatementsOfAQueryOfOneTypeTestNoTypes) {
     sql.BaseProjStruSpec().SetStructKey("5");
     // The ancestors keep the child's type (a constant would mislead a
     // planner): the same text as without a type.
-    EXPECT_TRUE(test::MatchesGolden(hierarchy::AncestorsSQL(sql, kSession, 3, "1"), "hierarchy_ancestors_" + d.name + ".sql"))
+    EXPECT_TRUE(
+        test::MatchesGolden(hierarchy::AncestorsSQL(sql, kSession, 3, "1"), "hierarchy_ancestors_" + d.name + ".sql"))
         << d.db;
     std::string orderBy, groupBy, info;
     sql.SortOrderToSQL(orderBy, groupBy, info);
