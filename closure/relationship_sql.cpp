@@ -194,6 +194,7 @@ enumQueryEngineError QuerySql::RelationshipToSql(TypedCompRelExpression& oRelExp
           result = TCRelExprCritOracleSQL(oDest, sKeyColumn, oDestCrit, sCrit, sErrInfo);
           break;
         case eDBTSQLServer:
+        case eDBTPostgreSQL:  // the nested joins of SQL Server
           result = TCRelExprCritSQLServerSQL(oDest, sKeyColumn, oDestCrit, sCrit, sErrInfo);
           break;
         case eDBTDB2:

@@ -95,6 +95,7 @@ enumQueryEngineError QuerySql::BuildTransClosure(TypedCompRelExpression& oRelExp
           eLevelResult = BuildOracleTransClosureLevel(oRelExpr, lLevel, bMoreRows, sErrInfo);
           break;
         case eDBTSQLServer:
+        case eDBTPostgreSQL:  // the standard text of SQL Server
           eLevelResult = BuildSQLServerTransClosureLevel(oRelExpr, lLevel, bMoreRows, sErrInfo);
           break;
         case eDBTDB2:

@@ -50,6 +50,8 @@ bool QuerySql::IsDBViewPresent_(const std::string& sViewName) {
       return IsSQLServerObjectPresent_(kKindView, {}, sViewName, {});
     case eDBTDB2:
       return IsDB2ObjectPresent_(kKindView, {}, sViewName, {});
+    case eDBTPostgreSQL:
+      return IsPostgreSQLObjectPresent_(kKindView, {}, sViewName, {});
     default:
       // The second Access form doesn't probe: creation is tried each time and
       // an existing view is no failure.
@@ -139,6 +141,35 @@ bool QuerySql::IsDB2ObjectPresent_(int lKind, const std::string& /*sTable*/, con
     if (lKind != kKindView) return;
     const std::string sql = "SELECT viewname FROM syscat.views WHERE viewschema = '" + text::Upper(BaseSchemaName_()) +
                             "' AND viewname = '" + text::Upper(sView) + "'";
+    present = HasRows(sql, [this](const std::string& s) { return ExecuteSQLStatement_(s); });
+  });
+  return present;
+}
+
+// The standard information schema. Names that were written without quotes
+// are kept in lower case there: they compare in capitals.
+bool QuerySql::IsPostgreSQLObjectPresent_(int lKind, const std::string& sTable, const std::string& sView,
+                                          const std::string& sColumn) {
+  bool present = false;
+  modMain::HandleAndLeave("QuerySql.IsPostgreSQLObjectPresent_", [&] {
+    const std::string where = "WHERE UPPER(table_schema) = '" + text::Upper(BaseSchemaName_()) + "' AND ";
+    std::string sql;
+    switch (lKind) {
+      case kKindTable:
+        sql = "SELECT table_name FROM information_schema.tables " + where + "UPPER(table_name) = '" +
+              text::Upper(sTable) + "' AND table_type = 'BASE TABLE'";
+        break;
+      case kKindView:
+        sql = "SELECT table_name FROM information_schema.views " + where + "UPPER(table_name) = '" +
+              text::Upper(sView) + "'";
+        break;
+      case kKindColumn:
+        sql = "SELECT column_name FROM information_schema.columns " + where + "UPPER(table_name) = '" +
+              text::Upper(sTable) + "' AND UPPER(column_name) = '" + text::Upper(sColumn) + "'";
+        break;
+      default:
+        break;
+    }
     present = HasRows(sql, [this](const std::string& s) { return ExecuteSQLStatement_(s); });
   });
   return present;

@@ -27,8 +27,8 @@ long QuerySql::ExecuteWorkStatement_(std::string_view sSql, std::shared_ptr<Resu
 }
 
 std::string QuerySql::BaseTableAndSchema(std::string_view sTable) const {
-  const bool qualified =
-      lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2;
+  const bool qualified = lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2 ||
+                         lDatabaseType_ == eDBTPostgreSQL;
   if (qualified && !sSchemaName_.empty()) return sSchemaName_ + std::string(sTable);
   return std::string(sTable);
 }
@@ -36,7 +36,8 @@ std::string QuerySql::BaseTableAndSchema(std::string_view sTable) const {
 std::string QuerySql::SpecTableAndSchema(const ProjStructSpecifier* oSpec, std::string_view sTable) const {
   if (oSpec == nullptr) return {};
   const std::string dbType = oSpec->DBType();
-  if ((dbType == "3" || dbType == "5") && !oSpec->Schema().empty()) return oSpec->Schema() + std::string(sTable);
+  if ((dbType == "3" || dbType == "5" || dbType == "8") && !oSpec->Schema().empty())
+    return oSpec->Schema() + std::string(sTable);
   return std::string(sTable);
 }
 

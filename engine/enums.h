@@ -185,7 +185,12 @@ enum enumDatabaseType : int {
   eDBTAccess2 = 4,
   eDBTSQLServer = 5,
   eDBTDB2 = 7,
-  eDBTPostgreSQL = 8,  // our addition: a project on a PostgreSQL server
+  // Our addition: a project on a PostgreSQL server. Its statements take the
+  // nested joins and schema-qualified names of SQL Server and DB2, and
+  // standard SQL where those use functions of their own: CASE, CAST,
+  // SUBSTRING, CHAR_LENGTH, TIMESTAMP literals, LIKE with an ESCAPE clause,
+  // NULLS FIRST in the sort, information_schema for the probes.
+  eDBTPostgreSQL = 8,
 };
 
 // Attribute data types, the values of AttrDataType.

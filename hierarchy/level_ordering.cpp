@@ -45,6 +45,8 @@ std::string LengthOf(const QuerySql& sql, std::string_view sText) {
     case eDBTOracle:
     case eDBTDB2:
       return "LENGTH(" + std::string(sText) + ")";
+    case eDBTPostgreSQL:
+      return "CHAR_LENGTH(" + std::string(sText) + ")";
     default:
       return {};
   }
@@ -52,6 +54,9 @@ std::string LengthOf(const QuerySql& sql, std::string_view sText) {
 
 std::string LeftOf(const QuerySql& sql, std::string_view sText, std::string_view sCount) {
   if (sql.DatabaseType() == eDBTOracle) return "SUBSTR(" + std::string(sText) + ", 1, " + std::string(sCount) + ")";
+  if (sql.DatabaseType() == eDBTPostgreSQL) {
+    return "SUBSTRING(" + std::string(sText) + " FROM 1 FOR " + std::string(sCount) + ")";
+  }
   return "LEFT(" + std::string(sText) + ", " + std::string(sCount) + ")";
 }
 
@@ -134,6 +139,9 @@ std::string LevelCountSQL(QuerySql& sql, long lSessionID) {
     case eDBTDB2:
       F = "LENGTH";
       break;
+    case eDBTPostgreSQL:
+      F = "CHAR_LENGTH";
+      break;
     default:
       return {};
   }
@@ -155,7 +163,7 @@ std::string LevelHeadSQL(QuerySql& sql, long lSessionID) {
               ".LONGTAGNUMBER) AS LONGTAGNUMBER " + nl;
   }
   const long db = sql.DatabaseType();
-  if (IsAccessLike(db) || db == eDBTSQLServer) {
+  if (IsAccessLike(db) || db == eDBTSQLServer || db == eDBTPostgreSQL) {
     return "INSERT INTO " + sql.BaseTableAndSchema(VLHIERARCHYORDEREDLEVELSTEMP) +
            " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)" + nl + sSelect + sql.GenerateAccessFROMClauseForHierarchy_();
   }
@@ -192,6 +200,8 @@ std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, lon
     sSql += nl + " AND " + level("LENGTH") + nl + "AND " + HT + ".SESSIONID=" + S;
   } else if (db == eDBTDB2) {
     sSql += nl + " WHERE " + HT + ".SESSIONID=" + S + nl + "AND  " + level("LENGTH");
+  } else if (db == eDBTPostgreSQL) {
+    sSql += nl + " WHERE " + level("CHAR_LENGTH") + nl + "AND " + HT + ".SESSIONID=" + S;
   } else {
     return {};
   }
@@ -254,6 +264,13 @@ std::string FinalOrderSQL(QuerySql& sql, long lSessionID, long lLevel) {
       as = " AS ";
       prefix = "Left(One.LONGTAGNUMBER, (" + M + " * 10))";
       break;
+    case eDBTPostgreSQL:
+      D = "LPAD(CAST(One.DATAORDER AS VARCHAR(10)), 10, '0')";
+      op = " || ";
+      len = "CHAR_LENGTH";
+      as = " AS ";
+      prefix = "SUBSTRING(One.LONGTAGNUMBER FROM 1 FOR (" + M + " * 10))";
+      break;
     default:
       return {};
   }
@@ -305,7 +322,10 @@ enumQueryEngineError QuerySql::OrderLevels_(long lSessionID) {
       result = OrderLevelsForDB2_(lSessionID);
       return;
     }
-    if (!IsAccessLike(lDatabaseType_) && lDatabaseType_ != eDBTOracle && lDatabaseType_ != eDBTSQLServer) return;
+    if (!IsAccessLike(lDatabaseType_) && lDatabaseType_ != eDBTOracle && lDatabaseType_ != eDBTSQLServer &&
+        lDatabaseType_ != eDBTPostgreSQL) {
+      return;
+    }
     const long lLevels = hierarchy::ReadLevelCount(*this, lSessionID);
     const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID);
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {

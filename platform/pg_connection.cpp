@@ -243,9 +243,11 @@ std::shared_ptr<PgConnection> PgConnection::Open(const std::string& connectionUr
   // user's; libpq would print them on standard error.
   PQsetNoticeProcessor(conn, IgnoreNotice, nullptr);
   std::shared_ptr<PgConnection> connection(new PgConnection(conn));
+  // The engine's string literals double their quotes and nothing else: a
+  // backslash in them must stand for itself, whatever the server's default.
   connection->Exec(
       "SELECT set_config('DateStyle', 'ISO, YMD', false), set_config('TimeZone', 'UTC', false), "
-      "set_config('IntervalStyle', 'postgres', false)",
+      "set_config('IntervalStyle', 'postgres', false), set_config('standard_conforming_strings', 'on', false)",
       source);
   return connection;
 }

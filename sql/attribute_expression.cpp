@@ -114,7 +114,11 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
       }
     }
 
-    if (eOp != eEOIN) s += col + " ";
+    // A pattern on a number, date or time matches its digits; PostgreSQL
+    // matches text only, so there the value is read as text.
+    const bool like = eOp == eEOLike || eOp == eEOULike;
+    const bool likeOnNumber = like && lDatabaseType_ == eDBTPostgreSQL && !isList && type != eADTText;
+    if (eOp != eEOIN) s += (likeOnNumber ? "CAST(" + col + " AS VARCHAR(40))" : col) + " ";
 
     if (eOp == eEOBetween) {
       s += op + ExprValToSQL(oExpr, false, 0) + " " + std::string(nlAND) + ExprValToSQL(oExpr, true, 0);
@@ -152,7 +156,9 @@ std::string QuerySql::ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr)
       if (noEntry) {
         s += isNull;
       } else {
-        s += op + ExprValToSQL(oExpr, false, 0);
+        std::string value = ExprValToSQL(oExpr, false, 0);
+        if (likeOnNumber && value.find('\'') == std::string::npos) value = " '" + text::Trim(value) + "'";
+        s += op + (like ? LikePatternToSQL_(value) : value);
         const std::string term = std::string(nlOR) + col + " " + std::string(IS) + std::string(NULL_);
         switch (NullTermOf(eOp, bNot)) {
           case NullTerm::AtOnce:

@@ -88,6 +88,29 @@ std::string JoinInTerms(const std::vector<std::string>& terms, std::string_view 
 
 namespace {
 
+// A decimal number as SQL writes one: a sign, digits with a point, an
+// exponent; blanks around it.
+bool IsPlainNumber(std::string_view sText) {
+  const std::string_view t = text::TrimView(sText);
+  std::size_t i = 0;
+  if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
+  std::size_t digits = 0;
+  while (i < t.size() && t[i] >= '0' && t[i] <= '9') ++i, ++digits;
+  if (i < t.size() && t[i] == '.') {
+    ++i;
+    while (i < t.size() && t[i] >= '0' && t[i] <= '9') ++i, ++digits;
+  }
+  if (digits == 0) return false;
+  if (i < t.size() && (t[i] == 'e' || t[i] == 'E')) {
+    ++i;
+    if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
+    std::size_t exponent = 0;
+    while (i < t.size() && t[i] >= '0' && t[i] <= '9' && exponent < 4) ++i, ++exponent;
+    if (exponent == 0) return false;
+  }
+  return i == t.size();
+}
+
 std::string TwoDigits(int value) {
   char buffer[16];
   std::snprintf(buffer, sizeof buffer, "%02d", value);
@@ -374,6 +397,22 @@ std::string QuerySql::ExprValueToSQL_(const TypedSimpleExpression& oExpr, Varian
       case eSAKReqKeyScalar:
         s = sqlconv::IsNoEntry(value) ? " 0" : " " + ValueToSQL(value);
         break;
+      case eSAKReqRevision: {
+        // The revision is a number that the query writes as text. A text that
+        // reads as a number compares as that number; any other text stands
+        // above every number, as the databases that compare mixed values
+        // order them. PostgreSQL compares a number with a number only, so
+        // there the value is written as one: the text's number, or one above
+        // every revision. A pattern stays text.
+        const std::string written = value.ToText();
+        const bool pattern = oExpr.Operator() == eEOLike || oExpr.Operator() == eEOULike;
+        if (lDatabaseType_ != eDBTPostgreSQL || pattern || !value.IsText()) {
+          s = " " + ValueToSQL(value);
+        } else {
+          s = IsPlainNumber(written) ? " " + std::string(text::TrimView(written)) : " 9300000000000000000";
+        }
+        break;
+      }
       default:
         s = " " + ValueToSQL(value);
         break;
@@ -418,6 +457,10 @@ std::string QuerySql::ValueToSQL(const Variant& value) {
             s = "'" + FourDigits(c.year) + "-" + TwoDigits(c.month) + "-" + TwoDigits(c.day) + "-" +
                 TwoDigits(c.hour) + "." + TwoDigits(c.minute) + "." + TwoDigits(c.second) + "'";
             break;
+          case eDBTPostgreSQL:
+            s = "TIMESTAMP '" + FourDigits(c.year) + "-" + TwoDigits(c.month) + "-" + TwoDigits(c.day) + " " + time +
+                "'";
+            break;
           default:
             break;
         }
@@ -429,6 +472,17 @@ std::string QuerySql::ValueToSQL(const Variant& value) {
     }
   });
   return s;
+}
+
+std::string QuerySql::LikePatternToSQL_(const std::string& sLiteral) const {
+  if (lDatabaseType_ != eDBTPostgreSQL) return sLiteral;
+  std::string s;
+  s.reserve(sLiteral.size() + 12);
+  for (char c : sLiteral) {
+    s += c;
+    if (c == '\\') s += c;
+  }
+  return s + " ESCAPE '\\'";
 }
 
 // The time separator of the locale, read once. Where the locale gives none the

@@ -75,6 +75,7 @@ void QuerySql::DatabaseType(long lDatabaseType) {
     case eDBTAccess2:
     case eDBTSQLServer:
     case eDBTDB2:
+    case eDBTPostgreSQL:
       lDatabaseType_ = lDatabaseType;
       break;
     default:
@@ -162,7 +163,9 @@ enumQueryEngineError QuerySql::CurrSQLStatement(std::string& sSqlStatement, std:
   enumQueryEngineError result = eQEENone;
   modMain::HandleAndLeave("QuerySql.CurrSQLStatement", [&] {
     const bool access = lDatabaseType_ == eDBTAccess || lDatabaseType_ == eDBTAccess2;
-    const bool sqlServer = lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2;
+    // DB2 and PostgreSQL take the nested joins of SQL Server.
+    const bool sqlServer =
+        lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2 || lDatabaseType_ == eDBTPostgreSQL;
     if (eQueryReturnType_ == eBTRequirements) {
       if (access) result = CurrAccessSQLStatement(sSqlStatement, sErrInfo);
       else if (lDatabaseType_ == eDBTOracle) result = CurrOracleSQLStatement(sSqlStatement, sErrInfo);

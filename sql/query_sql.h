@@ -143,6 +143,11 @@ class QuerySql {
   std::string ReqTypeExpressionToSQL(const TypedSimpleExpression& oExpr);
   std::string MembershipExpressionToSQL_(const TypedSimpleExpression& oExpr, long K, bool N, enumExpressionOperator O);
   std::string LocationExpressionToSQL_(const TypedSimpleExpression& oExpr, bool N, enumExpressionOperator O);
+  // The literal of a LIKE pattern with what the dialect needs behind it: on
+  // PostgreSQL, where the backslash escapes by default, the backslash is
+  // named as the escape character and doubled in the pattern, so that it
+  // matches itself as in the other databases.
+  std::string LikePatternToSQL_(const std::string& sLiteral) const;
   std::string GetTimeSeparator_();
   bool IsTimeSpecified_(std::string_view sValue);
   bool AreSecondsSpecified_(std::string_view sValue);
@@ -214,6 +219,8 @@ class QuerySql {
   bool IsSQLServerObjectPresent_(int lKind, const std::string& sTable, const std::string& sView,
                                  const std::string& sColumn);
   bool IsDB2ObjectPresent_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
+  bool IsPostgreSQLObjectPresent_(int lKind, const std::string& sTable, const std::string& sView,
+                                  const std::string& sColumn);
   bool IsInDBSchema_(int lKind, const std::string& sTable, const std::string& sView, const std::string& sColumn);
 
   // ---- Hierarchy retention (hierarchy/) ----

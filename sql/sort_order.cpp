@@ -43,7 +43,8 @@ enumQueryEngineError QuerySql::SortOrderToSQL(std::string& sOrderBy, std::string
   sErrInfo.clear();
   modMain::HandleAndLeave("QuerySql.SortOrderToSQL", [&] {
     const bool access = lDatabaseType_ == eDBTAccess || lDatabaseType_ == eDBTAccess2;
-    const bool other = lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2;
+    const bool other = lDatabaseType_ == eDBTOracle || lDatabaseType_ == eDBTSQLServer || lDatabaseType_ == eDBTDB2 ||
+                       lDatabaseType_ == eDBTPostgreSQL;
     const std::string REQ = BaseTableAndSchema(VLREQUIREMENTS);
     bool anyTerm = false;
     bool anyGroupTerm = false;
@@ -202,6 +203,9 @@ enumQueryEngineError QuerySql::SortOrderToSQL(std::string& sOrderBy, std::string
           anyGroupTerm = true;
         }
         if (IsDescending(te->Value())) sOrderBy += " " + std::string(DESC) + " ";
+        // PostgreSQL sorts NULL as the highest value; the other databases
+        // (Oracle through NVL above) as the lowest.
+        if (lDatabaseType_ == eDBTPostgreSQL) sOrderBy += IsDescending(te->Value()) ? "NULLS LAST " : "NULLS FIRST ";
         anyTerm = true;
       }
     }
@@ -283,7 +287,7 @@ enumQueryEngineError QuerySql::CreateSortView_(const std::string& sViewName, lon
 }
 
 // The number in the ten-digit group of LONGTAGNUMBER behind nOffset characters.
-// Access gives -1 for a tag too short for the group.
+// Access and PostgreSQL give -1 for a tag too short for the group.
 std::string QuerySql::BuildRootTagNbrSQL(int nOffset, const TypedSimpleExpression& oExpr) {
   std::string s;
   modMain::HandleAndLeave("QuerySql.BuildRootTagNbrSQL", [&] {
@@ -304,6 +308,11 @@ std::string QuerySql::BuildRootTagNbrSQL(int nOffset, const TypedSimpleExpressio
         break;
       case eDBTDB2:
         s = " " + std::string(DECIMAL) + "(" + std::string(SUBSTR) + "(" + c + ", " + n + ", 10))";
+        break;
+      case eDBTPostgreSQL:
+        // -1 for a tag too short for the group, as on Access.
+        s = " CASE WHEN " + std::string(CHAR_LENGTH) + "(" + c + ") >" + m + " THEN CAST(" + std::string(SUBSTRING) +
+            "(" + c + " FROM " + n + " FOR 10) AS BIGINT) ELSE -1 END";
         break;
       default:
         break;

@@ -69,6 +69,7 @@ inline constexpr std::string_view LEN = "LEN";
 inline constexpr std::string_view CSTR = "CSTR";
 inline constexpr std::string_view LENGTH = "LENGTH";
 inline constexpr std::string_view DATALENGTH = "DATALENGTH";
+inline constexpr std::string_view CHAR_LENGTH = "CHAR_LENGTH";
 inline constexpr std::string_view INSTR = "INSTR";
 inline constexpr std::string_view CHARINDEX = "CHARINDEX";
 inline constexpr std::string_view LOCATE = "LOCATE";

@@ -100,6 +100,15 @@ std::optional<SystemColumn> DiscussionColumn(long key) {
   }
 }
 
+// The system columns that hold text; the others hold numbers and dates.
+bool IsTextColumn(std::string_view column) {
+  for (std::string_view text : {"REQUIREMENTPREFIX", "REQUIREMENTTEXT", "VERSIONREASON", "BOOKMARKNAME",
+                                "REQUIREMENTNAME", "NAME", "SUBJECT"}) {
+    if (column == text) return true;
+  }
+  return false;
+}
+
 bool HoldsNullWord(std::string_view v) { return text::EqualsNoCase(text::TrimView(v), NULL_); }
 
 std::string Digits2(int value) { return (value < 10 ? "0" : "") + std::to_string(value); }
@@ -206,7 +215,8 @@ std::string QuerySql::MembershipExpressionToSQL_(const TypedSimpleExpression& oE
           op = std::string(EQ);
           break;
       }
-      terms.push_back(column + op + literal(value));
+      const bool like = O == eEOLike || O == eEOULike;
+      terms.push_back(column + op + (like ? LikePatternToSQL_(literal(value)) : literal(value)));
     }
   }
   const std::string REQ = T(VLREQUIREMENTS) + ".ID ";
@@ -321,6 +331,9 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
         case eDBTSQLServer:
           L = std::string(DATALENGTH);
           break;
+        case eDBTPostgreSQL:
+          L = std::string(CHAR_LENGTH);
+          break;
         default:
           break;
       }
@@ -415,6 +428,10 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
                            : "((" + c + "=" + c + "|1" + nl + "OR " + c + "=" + c + "|4" + nl + "OR " + c + "=" + c +
                                  "|16))";
               break;
+            case eDBTPostgreSQL:
+              S += current ? "(((" + c + " & 1)=0" + nl + "AND (" + c + " & 4)=0" + nl + "AND (" + c + " & 16)=0))"
+                           : "(((" + c + " & 1)<>0" + nl + "OR (" + c + " & 4)<>0" + nl + "OR (" + c + " & 16)<>0))";
+              break;
             default:
               break;
           }
@@ -425,7 +442,7 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
             const bool locationColumn = K == eSAKReqLocationName || K == eSAKReqLocationKey;
             const bool knownDialect = lDatabaseType_ == eDBTAccess || lDatabaseType_ == eDBTOracle ||
                                       lDatabaseType_ == eDBTAccess2 || lDatabaseType_ == eDBTSQLServer ||
-                                      lDatabaseType_ == eDBTDB2;
+                                      lDatabaseType_ == eDBTDB2 || lDatabaseType_ == eDBTPostgreSQL;
             if (!locationColumn || knownDialect) COL = T(column->table) + "." + std::string(column->column);
             if (column->caseBlind && oracle) COL = std::string(UPPER) + "(" + COL + ")";
             caseBlind = column->caseBlind;
@@ -518,9 +535,21 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
         S += " " + std::string(BETWEEN) + " ";
         break;
       case eEOULike:
-      case eEOLike:
+      case eEOLike: {
+        // A pattern on a number or a date matches its text; PostgreSQL
+        // matches text only.
+        const std::size_t dot = COL.rfind('.');
+        const bool textColumn = dot != std::string::npos && IsTextColumn(std::string_view(COL).substr(dot + 1));
+        if (lDatabaseType_ == eDBTPostgreSQL && !textColumn && !COL.empty() && S.ends_with(COL)) {
+          // Of a dotted root tag number only the last level is matched.
+          const std::size_t last = K == eSAKReqRootTagNbr ? COL.rfind(" AND ") : std::string::npos;
+          const std::string matched = last == std::string::npos ? COL : COL.substr(last + 5);
+          S.resize(S.size() - matched.size());
+          S += "CAST(" + matched + " AS VARCHAR(40))";
+        }
         S += " " + std::string(LIKE) + " ";
         break;
+      }
       case eEONotEquals:
         S += text::EqualsNoCase(V, NULL_) ? isWord : std::string(NE);
         break;
@@ -554,6 +583,7 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
     }
 
     // 6. Value text, with the date rewrite.
+    const std::size_t valueAt = S.size();
     const auto dateText = [&](const std::string& sDate) {
       return " " + ValueToSQL(Variant(sqlconv::ToDate(Variant(sDate), source)));
     };
@@ -619,6 +649,13 @@ std::string QuerySql::SystemAttrExpressionToSQL(TypedSimpleExpression& oExpr, eE
       S += "(" + sqlconv::JoinInTerms(terms, " " + std::string(N ? nlAND : nlOR)) + ")";
     } else if (K != eSAKReqIsDocTextCurrent) {
       S += V;
+    }
+    if (O == eEOLike || O == eEOULike) {
+      // A pattern that is no text, a number or a date, is matched as text.
+      std::string pattern = S.substr(valueAt);
+      if (lDatabaseType_ == eDBTPostgreSQL && text::TrimView(pattern).substr(0, 1) != "'")
+        pattern = " CAST(" + text::Trim(pattern) + " AS VARCHAR(40))";
+      S = S.substr(0, valueAt) + LikePatternToSQL_(pattern);
     }
 
     // 8. Closers.

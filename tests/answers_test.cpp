@@ -1,5 +1,6 @@
 // Answers that mean what the query says, on a small project whose answers are
-// worked out by hand from the data below, not from the engine's output.
+// worked out by hand from the data below, not from the engine's output; in a
+// file and on the server.
 //
 //   PR (key 5)                              SR (key 7)
 //   101  tag 1      Linux, Windows  doc 7   201  tag 1
@@ -31,9 +32,10 @@ namespace {
 
 using Keys = std::vector<long>;
 
-class Answers : public ::testing::Test {
+class Answers : public ::testing::TestWithParam<test::StoreKind> {
  protected:
   void SetUp() override {
+    VLQ_USE_STORE(store_, GetParam());
     store_.AddReqType(5, "PR");
     store_.AddReqType(7, "SR");
     store_.AddAttr(15, 5, "Platforms", eADTMultiSelectList);
@@ -116,7 +118,7 @@ class Answers : public ::testing::Test {
   std::shared_ptr<Project> project_;
 };
 
-TEST_F(Answers, TheStatusAppliesToTheTraceWhateverItsDestination) {
+TEST_P(Answers, TheStatusAppliesToTheTraceWhateverItsDestination) {
   // Suspect traces of PR: 101->201 (an SR) and 104->105 (a PR).
   for (const char* destinations : {"SR, PR", "PR, SR"}) {
     for (const char* indirect : {"", " AND DIRECT-ONLY = \"FALSE\""}) {
@@ -133,7 +135,7 @@ TEST_F(Answers, TheStatusAppliesToTheTraceWhateverItsDestination) {
   }
 }
 
-TEST_F(Answers, CountCountsWhatFetchReturns) {
+TEST_P(Answers, CountCountsWhatFetchReturns) {
   const char* queries[] = {
       "ReqType.Prefix(PR) PR.Criteria(Platforms In Linux, Windows)",
       "ReqType.Prefix(PR) PR.Criteria(PackageKey In 1, 2)",
@@ -152,7 +154,7 @@ TEST_F(Answers, CountCountsWhatFetchReturns) {
   EXPECT_EQ(discussionCount, (Keys{static_cast<long>(discussions.size())}));
 }
 
-TEST_F(Answers, EachItemComesOnceAndASortNeverFilters) {
+TEST_P(Answers, EachItemComesOnceAndASortNeverFilters) {
   EXPECT_EQ(Fetch("REQUIREMENT.Criteria(PackageKey In 1, 2)"), (Keys{101, 103}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(PackageName Like \"%\")"), (Keys{101, 103}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Platforms In Linux, Windows)"), (Keys{101, 102, 103}));
@@ -165,7 +167,7 @@ TEST_F(Answers, EachItemComesOnceAndASortNeverFilters) {
   EXPECT_EQ(Fetch("DISCUSSION.Sort(RequirementKey Order Asc)", false, eBTDiscussions).size(), 3U);
 }
 
-TEST_F(Answers, ANegatedItemOfAMultiSelectListMeansNotHoldingIt) {
+TEST_P(Answers, ANegatedItemOfAMultiSelectListMeansNotHoldingIt) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Not Platforms = Linux)"), (Keys{103, 104, 105}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Not Platforms In Linux)"), (Keys{103, 104, 105}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Platforms <> Linux)"), (Keys{103, 104, 105}));
@@ -174,7 +176,7 @@ TEST_F(Answers, ANegatedItemOfAMultiSelectListMeansNotHoldingIt) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Platforms <> \"<NO ENTRY>\")"), (Keys{101, 102, 103, 105}));
 }
 
-TEST_F(Answers, TheDatabaseAsLocationIsNoDocument) {
+TEST_P(Answers, TheDatabaseAsLocationIsNoDocument) {
   const Keys withDocument{101, 104, 105};
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Location <> DATABASE)"), withDocument);
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Not Location In DATABASE)"), withDocument);
@@ -186,21 +188,21 @@ TEST_F(Answers, TheDatabaseAsLocationIsNoDocument) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Not Location In Manual, DATABASE)"), (Keys{104}));
 }
 
-TEST_F(Answers, RootTagNumberAndItsComplement) {
+TEST_P(Answers, RootTagNumberAndItsComplement) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(RootTag# = 2.1)"), (Keys{104, 105}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(RootTag# <> 2.1)"), (Keys{101, 102, 103}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Not RootTag# = 2.1)"), (Keys{101, 102, 103}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(RootTag# In 1.1, 2.1)"), (Keys{102, 104, 105}));
 }
 
-TEST_F(Answers, NoEntryAndItsNegation) {
+TEST_P(Answers, NoEntryAndItsNegation) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Owner = \"<NO ENTRY>\")"), (Keys{103, 104, 105}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Owner <> \"<NO ENTRY>\")"), (Keys{101, 102}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Title <> \"<no entry>\")"), (Keys{101, 102}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Not Title = \"<NO ENTRY>\")"), (Keys{101, 102}));
 }
 
-TEST_F(Answers, TreeOrderOfAWholeProjectQuery) {
+TEST_P(Answers, TreeOrderOfAWholeProjectQuery) {
   // Each type's tree under its own roots, the types in the order of the flat
   // query, each key once.
   const Keys tree{101, 102, 103, 104, 105, 201, 202, 203};
@@ -210,7 +212,7 @@ TEST_F(Answers, TreeOrderOfAWholeProjectQuery) {
   EXPECT_EQ(Fetch("REQUIREMENT.Criteria(Key In 105, 202)", true), (Keys{103, 104, 105, 202}));
 }
 
-TEST_F(Answers, DiscussionsHaveNoTreeOrder) {
+TEST_P(Answers, DiscussionsHaveNoTreeOrder) {
   QueryEngine engine;
   std::string info;
   Rows rows;
@@ -219,6 +221,8 @@ TEST_F(Answers, DiscussionsHaveNoTreeOrder) {
             eQEEInvalidBaseQueryType);
   EXPECT_EQ(info, modMain::Message(14144));
 }
+
+INSTANTIATE_TEST_SUITE_P(Stores, Answers, test::kBothStores, test::StoreKindName);
 
 }  // namespace
 }  // namespace vlq

@@ -1,6 +1,7 @@
-// Trace filters end to end: QueryEngine::Fetch on a project file with a small
-// trace graph, direct and indirect, both directions, with status, NOT,
-// several destinations, destination criteria and ALL. The expected keys are
+// Trace filters end to end: QueryEngine::Fetch on a project (a file, and its
+// copy on the server) with a small trace graph, direct and indirect, both
+// directions, with status, NOT, several destinations, destination criteria
+// and ALL. The expected keys are
 // read off the graph below; after every Fetch the work tables are empty again.
 #include <gtest/gtest.h>
 
@@ -25,9 +26,10 @@ namespace {
 //   108 -> 306 <-> 307 -> 203         a cycle on the way to an SR without priority
 //   109 -> 310 -> 311 -> ... -> 315 -> 201   seven steps
 //   205 (SR) -> 309 -> 106            106 is traced from an SR over one step
-class TraceWorld : public ::testing::Test {
+class TraceWorld : public ::testing::TestWithParam<test::StoreKind> {
  protected:
   void SetUp() override {
+    VLQ_USE_STORE(store_, GetParam());
     test::AddWorkedRelationshipTypes(store_);
     store_.AddReqType(8, "MR");
     for (long key = 101; key <= 109; ++key) Add(key, 5);
@@ -68,10 +70,14 @@ class TraceWorld : public ::testing::Test {
   std::shared_ptr<test::RecordingProject> project_;
 };
 
+class TransitiveClosure : public ::testing::TestWithParam<test::StoreKind> {};
+class RelationshipAll : public ::testing::TestWithParam<test::StoreKind> {};
+class RelationshipExternal : public ::testing::TestWithParam<test::StoreKind> {};
+
 using Keys = std::vector<long>;
 const std::string kIndirect = " AND DIRECT-ONLY = \"FALSE\"";
 
-TEST_F(TraceWorld, DirectTraces) {
+TEST_P(TraceWorld, DirectTraces) {
   const struct {
     std::string sections;
     Keys expected;
@@ -95,7 +101,7 @@ TEST_F(TraceWorld, DirectTraces) {
   for (const auto& row : rows) EXPECT_EQ(Fetch(row.sections), row.expected) << row.sections;
 }
 
-TEST_F(TraceWorld, IndirectTraces) {
+TEST_P(TraceWorld, IndirectTraces) {
   const struct {
     std::string sections;
     Keys expected;
@@ -127,7 +133,7 @@ TEST_F(TraceWorld, IndirectTraces) {
 // first, the main statement, and the rows of both sessions deleted on the way
 // out. The cycles end the walk once they close: the longest chain (109, seven
 // steps) sets the levels, and the eighth adds no row.
-TEST_F(TraceWorld, StatementsOfAFetchWithTwoIndirectFilters) {
+TEST_P(TraceWorld, StatementsOfAFetchWithTwoIndirectFilters) {
   QueryEngine engine;
   std::string info;
   Rows rows;
@@ -146,7 +152,7 @@ TEST_F(TraceWorld, StatementsOfAFetchWithTwoIndirectFilters) {
   std::vector<std::string> kinds;
   for (const auto& statement : sent) {
     EXPECT_FALSE(statement.failed) << statement.sql;
-    const std::string& s = statement.sql;
+    const std::string s = test::Unqualified(statement.sql);
     // The session a statement belongs to: the one whose id it names.
     const std::string session = test::WithSession123(s, std::stol(second)) != s ? "2" : "1";
     if (s.rfind("INSERT INTO  VLTRACETABLEINDIR", 0) == 0) kinds.push_back("hits" + session);
@@ -183,8 +189,9 @@ TEST_F(TraceWorld, StatementsOfAFetchWithTwoIndirectFilters) {
 
 // A chain A -> B -> C with C of the destination type: A is no direct hit;
 // level 1 writes (A, B), level 2 (A, C), level 3 nothing and ends the walk.
-TEST(TransitiveClosure, ChainOfTwoStepsIsWalkedLevelByLevel) {
+TEST_P(TransitiveClosure, ChainOfTwoStepsIsWalkedLevelByLevel) {
   test::StoreFixture store;
+  VLQ_USE_STORE(store, GetParam());
   test::AddWorkedRelationshipTypes(store);
   store.AddReqType(8, "MR");
   store.AddRequirement(1, 5, test::LongTag({1}));
@@ -221,9 +228,9 @@ TEST(TransitiveClosure, ChainOfTwoStepsIsWalkedLevelByLevel) {
   // indirect.
   ASSERT_EQ(sql.BuildTransClosure(*rel, info), eQEENone) << info;
   ASSERT_EQ(sent.size(), 12U);
-  EXPECT_EQ(sent[5].sql.rfind("DELETE \r\nFROM VLTRACETABLEINDIR \r\nWHERE SESSIONID=" + S, 0), 0U);
+  EXPECT_EQ(test::Unqualified(sent[5].sql).rfind("DELETE \r\nFROM VLTRACETABLEINDIR \r\nWHERE SESSIONID=" + S, 0), 0U);
   EXPECT_EQ(sent[5].rows, 1);
-  EXPECT_EQ(sent[6].sql.rfind("DELETE \r\nFROM VLTRACETABLETEMP \r\nWHERE SESSIONID=" + S, 0), 0U);
+  EXPECT_EQ(test::Unqualified(sent[6].sql).rfind("DELETE \r\nFROM VLTRACETABLETEMP \r\nWHERE SESSIONID=" + S, 0), 0U);
   EXPECT_EQ(sent[6].rows, 2);
   EXPECT_EQ(test::ScalarOf(*project, "SELECT COUNT(*) FROM VLTRACETABLEINDIR WHERE SESSIONID=" + S), 1);
   EXPECT_FALSE(rel->DirectOnly());
@@ -234,8 +241,9 @@ TEST(TransitiveClosure, ChainOfTwoStepsIsWalkedLevelByLevel) {
 
 // Chains of 50 and 51 steps to a requirement with a direct hit: the walk stops
 // at level 50, so only the shorter one counts.
-TEST(TransitiveClosure, ChainsAreFollowedForFiftyLevels) {
+TEST_P(TransitiveClosure, ChainsAreFollowedForFiftyLevels) {
   test::StoreFixture store;
+  VLQ_USE_STORE(store, GetParam());
   test::AddWorkedRelationshipTypes(store);
   store.AddReqType(8, "MR");
   store.AddRequirement(9000, 7, test::LongTag({9000}));
@@ -262,7 +270,7 @@ TEST(TransitiveClosure, ChainsAreFollowedForFiftyLevels) {
   EXPECT_EQ(test::KeysOf(rows), (Keys{1000}));
   long levels = 0;
   for (const auto& statement : project->Statements()) {
-    if (statement.sql.rfind("INSERT INTO VLTRACETABLETEMP", 0) == 0) {
+    if (test::Unqualified(statement.sql).rfind("INSERT INTO VLTRACETABLETEMP", 0) == 0) {
       ++levels;
       EXPECT_GT(statement.rows, 0) << "level " << levels;
     }
@@ -275,8 +283,9 @@ TEST(TransitiveClosure, ChainsAreFollowedForFiftyLevels) {
 // whose criterion has an ALL term: a user asking that all SR traced to be High
 // doesn't expect the MR destinations, with their own plain criterion, to be
 // held to anything in that test.
-TEST(RelationshipAll, DestinationWithoutAllTermStaysOutOfTheSecondTest) {
+TEST_P(RelationshipAll, DestinationWithoutAllTermStaysOutOfTheSecondTest) {
   test::StoreFixture store;
+  VLQ_USE_STORE(store, GetParam());
   test::AddWorkedRelationshipTypes(store);
   store.AddReqType(8, "MR");
   store.AddAttr(31, 8, "Risk", eADTList);
@@ -306,6 +315,7 @@ TEST(RelationshipAll, DestinationWithoutAllTermStaysOutOfTheSecondTest) {
   std::string second;
   std::string info;
   ASSERT_EQ(sql.RelationshipToSql(*rel, true, second, info, true), eQEENone) << info;
+  second = test::Unqualified(second);
   EXPECT_EQ(second.find("\r\nOR  (VLTORELATIONSHIPS.TYPE"), std::string::npos) << second;
   EXPECT_EQ(second.find("VLATTRVALUESVIEW_31"), std::string::npos) << second;
   EXPECT_NE(second.find("REQUIREMENTTYPEID=7"), std::string::npos) << second;
@@ -327,7 +337,7 @@ TEST(RelationshipAll, DestinationWithoutAllTermStaysOutOfTheSecondTest) {
 // A destination in another project file: the direct subquery reads that
 // file's tables through the external-database clause, and a chain through the
 // base project reaches it as well.
-TEST(RelationshipExternal, DestinationInAnotherProjectFile) {
+TEST_P(RelationshipExternal, DestinationInAnotherProjectFile) {
   // The other file's project has a key of its own; the destination's
   // subquery names it.
   test::StoreFixture ext({4, "EXT", "External", "{E0000000-0000-0000-0000-0000000000EE}"}, "ext.vlp");
@@ -337,6 +347,7 @@ TEST(RelationshipExternal, DestinationInAnotherProjectFile) {
   ext.AddRequirement(902, 7, test::LongTag({2}));
 
   test::StoreFixture store;
+  VLQ_USE_STORE(store, GetParam());
   test::AddWorkedRelationshipTypes(store);
   store.AddReqType(8, "MR");
   store.AddExtProject(3, "EXT", "{E0000000-0000-0000-0000-0000000000EE}", ext.Dir().string(), "ext.vlp");
@@ -370,6 +381,11 @@ TEST(RelationshipExternal, DestinationInAnotherProjectFile) {
     EXPECT_EQ(test::WorkTableRows(*project), 0);
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Stores, TraceWorld, test::kBothStores, test::StoreKindName);
+INSTANTIATE_TEST_SUITE_P(Stores, TransitiveClosure, test::kBothStores, test::StoreKindName);
+INSTANTIATE_TEST_SUITE_P(Stores, RelationshipAll, test::kBothStores, test::StoreKindName);
+INSTANTIATE_TEST_SUITE_P(Stores, RelationshipExternal, test::kBothStores, test::StoreKindName);
 
 }  // namespace
 }  // namespace vlq

@@ -88,6 +88,18 @@ class RecordingProject : public ForwardingProject {
   std::shared_ptr<RecordingDataServices> recorder_;
 };
 
+// A statement without the schema before its table names, which a project on
+// the tests' server has (its schema is PgSchema's vlqt_...): so the
+// statements of both stores read alike.
+inline std::string Unqualified(std::string sql) {
+  for (std::size_t at = sql.find("vlqt_"); at != std::string::npos; at = sql.find("vlqt_", at)) {
+    const std::size_t dot = sql.find('.', at);
+    if (dot == std::string::npos) break;
+    sql.erase(at, dot + 1 - at);
+  }
+  return sql;
+}
+
 // One whole number from the project file, e.g. a COUNT(*).
 inline long ScalarOf(const StoreFixture& store, const std::string& sql) {
   sqlite3_stmt* stmt = nullptr;

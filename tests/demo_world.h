@@ -13,6 +13,7 @@
 //   engine.Validate(..., own.Project, ...);
 //   own.Project->Statements();                // what went to the database
 //   world.WorkRows();                         // 0 when every work table is empty
+//   world.Server();                           // the demo copied to the tests' server, opened there
 
 #include <sqlite3.h>
 
@@ -40,7 +41,10 @@ class DemoWorld {
     std::string Schema;  // as the connection property holds it, with its dot
     std::shared_ptr<platform::StoreProjectManager> Manager;
     std::shared_ptr<RecordingProject> Project;
-    std::string Name() const { return "dbms " + Code + (Schema.empty() ? "" : " schema " + Schema); }
+    bool OnServer = false;  // a project of the server's store, not of the file
+    std::string Name() const {
+      return OnServer ? "server" : "dbms " + Code + (Schema.empty() ? "" : " schema " + Schema);
+    }
   };
 
   static constexpr const char* kWorkTables[] = {"VLTRACETABLEINDIR", "VLTRACETABLETEMP", "VLHIERARCHYTABLETEMP",
@@ -67,12 +71,29 @@ class DemoWorld {
   ~DemoWorld() {
     own_ = {};
     foreign_.clear();
+    server_.reset();
+    serverSchema_.reset();
     for (sqlite3* db : files_) sqlite3_close_v2(db);
   }
   DemoWorld(const DemoWorld&) = delete;
   DemoWorld& operator=(const DemoWorld&) = delete;
 
   Dialect& Own() { return own_; }
+  // The demo project and its external project copied into a new schema of
+  // the tests' server, opened there in the server's dialect; made on first
+  // use. Needs the tests' server.
+  Dialect& Server() {
+    if (!server_) {
+      serverSchema_ = std::make_unique<PgSchema>();
+      platform::CopyProject(main_.string(), serverSchema_->Uri());
+      server_ = std::make_unique<Dialect>();
+      server_->Code = "8";
+      server_->OnServer = true;
+      server_->Manager = platform::StoreProjectManager::Create();
+      server_->Project = std::make_shared<RecordingProject>(server_->Manager->Open(serverSchema_->Uri()));
+    }
+    return *server_;
+  }
   std::vector<Dialect>& Foreign() { return foreign_; }
   const std::filesystem::path& MainFile() const { return main_; }
 
@@ -98,12 +119,12 @@ class DemoWorld {
         note(std::string(f ? "ext file " : "file ") + table, rows);
       }
     }
-    ForEachConnection(dialect, [&](const std::string& name, DataServices& data) {
+    ForEachConnection(dialect, [&](const std::string& name, DataServices& data, const std::string& place) {
       for (const char* table : kWorkTables) {
         long rows = 0;
         try {
           long affected = 0;
-          const Rows result = data.Execute(std::string("SELECT COUNT(*) FROM temp.") + table, affected)->GetRows();
+          const Rows result = data.Execute("SELECT COUNT(*) FROM " + place + table, affected)->GetRows();
           rows = result.empty() || result[0].empty() ? 0 : static_cast<long>(result[0][0].Whole());
         } catch (const std::exception&) {
         }
@@ -126,11 +147,11 @@ class DemoWorld {
       }
       sqlite3_close_v2(db);
     }
-    ForEachConnection(dialect, [&](const std::string&, DataServices& data) {
+    ForEachConnection(dialect, [&](const std::string&, DataServices& data, const std::string& place) {
       for (const char* table : kWorkTables) {
         try {
           long rows = 0;
-          data.Execute(std::string("DELETE FROM temp.") + table, rows);
+          data.Execute("DELETE FROM " + place + table, rows);
         } catch (const std::exception&) {
         }
       }
@@ -190,9 +211,10 @@ class DemoWorld {
   }
 
  private:
-  // Calls each(name, DataServices) for every project open in the dialect's
-  // manager, past the recording, so that these reads aren't counted as the
-  // engine's statements.
+  // Calls each(name, DataServices, place) for every project open in the
+  // dialect's manager, past the recording, so that these reads aren't counted
+  // as the engine's statements. place qualifies a work table: the temporary
+  // tables of a file's connection, the project's own schema on the server.
   template <class F>
   void ForEachConnection(const Dialect* dialect, F&& each) const {
     std::vector<const Dialect*> dialects;
@@ -201,11 +223,12 @@ class DemoWorld {
     } else {
       dialects.push_back(&own_);
       for (const Dialect& d : foreign_) dialects.push_back(&d);
+      if (server_) dialects.push_back(server_.get());
     }
     for (const Dialect* d : dialects) {
       for (const std::shared_ptr<platform::StoreProject>& project : d->Manager->OpenProjects()) {
         const std::shared_ptr<DataServices> data = project->GetDataServices(d->Manager->ConnectionKey());
-        if (data) each(d->Name() + " " + project->Prefix(), *data);
+        if (data) each(d->Name() + " " + project->Prefix(), *data, d->OnServer ? "" : "temp.");
       }
     }
   }
@@ -285,6 +308,8 @@ class DemoWorld {
   std::filesystem::path ext_;
   Dialect own_;
   std::vector<Dialect> foreign_;
+  std::unique_ptr<PgSchema> serverSchema_;
+  std::unique_ptr<Dialect> server_;
   sqlite3* files_[2] = {nullptr, nullptr};
   std::map<long, std::map<long, long>> requirements_[2];
   std::map<long, std::pair<long, std::string>> tags_[2];  // key: type and tag number

@@ -160,6 +160,31 @@ TEST_F(GoldenConditions, SystemAttributes) {
       {"7", "", "RootTag# > 3", "   DECIMAL(SUBSTR(VLREQUIREMENTS.LONGTAGNUMBER, 1, 10))> 3"},
       {"1", "", "HierLevel = 2", " ((LEN(VLREQUIREMENTS.LONGTAGNUMBER) / 10) - 1)= 2"},
       {"5", "", "HierLevel = 2", " ((DATALENGTH(VLREQUIREMENTS.LONGTAGNUMBER) / 10) - 1)= 2"},
+      // PostgreSQL: standard forms, a pattern with its escape character.
+      {"8", "", "DateTime = \"4/5/2003 13:07:09\"", " VLREQUIREMENTS.VERSIONDATETIME= TIMESTAMP '2003-04-05 13:07:09'"},
+      {"8", "", "DateTime = 4/5/2003",
+       " VLREQUIREMENTS.VERSIONDATETIME BETWEEN   TIMESTAMP '2003-04-05 00:00:00' \r\nAND  TIMESTAMP '2003-04-05 "
+       "23:59:59'"},
+      {"8", "", "RootTag# = 1.2",
+       "   CASE WHEN CHAR_LENGTH(VLREQUIREMENTS.LONGTAGNUMBER) >9 THEN CAST(SUBSTRING(VLREQUIREMENTS.LONGTAGNUMBER "
+       "FROM 1 "
+       "FOR 10) AS BIGINT) ELSE -1 END=1 AND   CASE WHEN CHAR_LENGTH(VLREQUIREMENTS.LONGTAGNUMBER) >19 THEN "
+       "CAST(SUBSTRING(VLREQUIREMENTS.LONGTAGNUMBER FROM 11 FOR 10) AS BIGINT) ELSE -1 END= 2"},
+      {"8", "", "HierLevel = 2", " ((CHAR_LENGTH(VLREQUIREMENTS.LONGTAGNUMBER) / 10) - 1)= 2"},
+      {"8", "", "IsDocTextCurrent = False",
+       "(((VLREQUIREMENTS.FLAGS & 1)<>0\r\nOR (VLREQUIREMENTS.FLAGS & 4)<>0\r\nOR (VLREQUIREMENTS.FLAGS & 16)<>0))"},
+      {"8", "", "IsDocTextCurrent <> True",
+       " ( NOT  ((((VLREQUIREMENTS.FLAGS & 1)=0\r\nAND (VLREQUIREMENTS.FLAGS & 4)=0\r\nAND (VLREQUIREMENTS.FLAGS & "
+       "16)=0)))"
+       "\r\nOR VLREQUIREMENTS.FLAGS IS NULL)"},
+      {"8", "PROJ1.", "Desc Like \"a\\b%\"", " (PROJ1.VLATTRVALUESVIEW_13.FIELDVALUE  LIKE   'a\\\\b%' ESCAPE '\\')"},
+      {"8", "", "Name ULike \"a_%\"", " VLREQUIREMENTS.REQUIREMENTNAME LIKE   'A_%' ESCAPE '\\'"},
+      {"8", "", "DocPosition Like 3",
+       " CAST(VLREQUIREMENTS.DOCUMENTPOSITION AS VARCHAR(40)) LIKE   CAST(3 AS VARCHAR(40)) ESCAPE '\\'"},
+      {"8", "", "Num Like 5", " (CAST(VLATTRVALUESVIEW_14.FIELDVALUE AS VARCHAR(40))  LIKE   '5' ESCAPE '\\')"},
+      {"8", "", "PackageName Like \"a%\"",
+       " (VLREQUIREMENTS.ID IN (SELECT VLPACKAGEELEMENTS.REQUIREMENTID FROM VLPACKAGEELEMENTS INNER JOIN VLPACKAGES ON "
+       "VLPACKAGEELEMENTS.PACKAGEID=VLPACKAGES.ID WHERE (VLPACKAGES.NAME LIKE  'a%' ESCAPE '\\')))"},
       // The document flags 1, 4 and 16.
       {"1", "", "IsDocTextCurrent = False",
        "(((VLREQUIREMENTS.FLAGS\\1) MOD 2)=1\r\nOR ((VLREQUIREMENTS.FLAGS\\4) MOD 2)=1\r\n"

@@ -1,7 +1,8 @@
-// Fetch with bRetainHierarchy end to end on a project file of the store: the
-// Access statements of the pipeline run on the store's Jet dialect, the keys
-// come in tree order with the ancestors of the hits, and the work tables are
-// empty again after every Fetch. The tree is tests/data/hierarchy_tree.sql;
+// Fetch with bRetainHierarchy end to end on a project file of the store (the
+// Access statements of the pipeline run on the store's Jet dialect) and on its
+// copy on the server (in the server's own dialect): the keys come in tree
+// order with the ancestors of the hits, and the work tables are empty again
+// after every Fetch. The tree is tests/data/hierarchy_tree.sql;
 // every expected order below is worked out from it by hand.
 #include <gtest/gtest.h>
 
@@ -19,9 +20,13 @@ namespace {
 
 using Keys = std::vector<long>;
 
-class HierarchyFetch : public ::testing::Test {
+class HierarchyFetch : public ::testing::TestWithParam<test::StoreKind> {
  protected:
-  void SetUp() override { store.Exec(test::ReadGolden("hierarchy_tree.sql")); }
+  void SetUp() override {
+    VLQ_USE_STORE(store, GetParam());
+    store.Exec(test::ReadGolden("hierarchy_tree.sql"));
+  }
+  bool OnServer() const { return GetParam() == test::StoreKind::Server; }
 
   // The first column of a successful Fetch of "ReqType.Prefix(PR) " and
   // sQuery; the work tables must be empty afterwards.
@@ -45,7 +50,7 @@ class HierarchyFetch : public ::testing::Test {
   QueryEngine engine;
 };
 
-TEST_F(HierarchyFetch, ParentsComeBeforeChildrenAndSiblingsFollowTheSort) {
+TEST_P(HierarchyFetch, ParentsComeBeforeChildrenAndSiblingsFollowTheSort) {
   struct Row {
     const char* query;
     Keys keys;
@@ -67,7 +72,7 @@ TEST_F(HierarchyFetch, ParentsComeBeforeChildrenAndSiblingsFollowTheSort) {
   for (const Row& row : rows) EXPECT_EQ(Fetch(row.query), row.keys) << row.query;
 }
 
-TEST_F(HierarchyFetch, AncestorsOfTheHitsAreAddedOnce) {
+TEST_P(HierarchyFetch, AncestorsOfTheHitsAreAddedOnce) {
   struct Row {
     const char* query;
     Keys keys;
@@ -86,7 +91,7 @@ TEST_F(HierarchyFetch, AncestorsOfTheHitsAreAddedOnce) {
   for (const Row& row : rows) EXPECT_EQ(Fetch(row.query), row.keys) << row.query;
 }
 
-TEST_F(HierarchyFetch, CountIncludesTheAncestors) {
+TEST_P(HierarchyFetch, CountIncludesTheAncestors) {
   project = store.Open();
   const Rows tree = FetchRows(project, "count ReqType.Prefix(PR) PR.Criteria(Rank = 1)");
   ASSERT_EQ(tree.size(), 1U);
@@ -96,7 +101,7 @@ TEST_F(HierarchyFetch, CountIncludesTheAncestors) {
   EXPECT_EQ(plain[0][0].Whole(), 1);
 }
 
-TEST_F(HierarchyFetch, LevelCriterionCutsTheFinishedTree) {
+TEST_P(HierarchyFetch, LevelCriterionCutsTheFinishedTree) {
   // The roots only; the search itself isn't narrowed by the level.
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0)"), (Keys{10, 20, 30}));
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 1) PR.Sort(Rank Order Asc)"), (Keys{13, 11, 12, 21, 41}));
@@ -105,7 +110,7 @@ TEST_F(HierarchyFetch, LevelCriterionCutsTheFinishedTree) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL = 0 AND Rank = 1)", false), (Keys{}));
 }
 
-TEST_F(HierarchyFetch, LevelCutsTheTreeOnlyWhereEveryHitMustMeetIt) {
+TEST_P(HierarchyFetch, LevelCutsTheTreeOnlyWhereEveryHitMustMeetIt) {
   struct Row {
     const char* criteria;
     Keys keys;
@@ -129,23 +134,24 @@ TEST_F(HierarchyFetch, LevelCutsTheTreeOnlyWhereEveryHitMustMeetIt) {
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(HIERLEVEL <> 0)", false), (Keys{11, 111, 112, 12, 13, 21, 41}));
 }
 
-TEST_F(HierarchyFetch, Access2ProjectsTakeTheAccessStatements) {
+TEST_P(HierarchyFetch, Access2ProjectsTakeTheAccessStatements) {
+  if (OnServer()) GTEST_SKIP() << "a dialect of the project file";
   std::shared_ptr<platform::StoreProjectManager> manager;
   project = test::OpenAs(store, "4", "", manager);
   EXPECT_EQ(Fetch("ReqType.Prefix(PR) PR.Criteria(Rank = 9) PR.Sort(Rank Order Asc)"), (Keys{10, 11, 112}));
 }
 
 // The statements of one run, in order, as the store received them.
-TEST_F(HierarchyFetch, StatementsOfARunOnTheStore) {
+TEST_P(HierarchyFetch, StatementsOfARunOnTheStore) {
   struct Expected {
-    const char* start;
+    std::string start;
     long rows;  // rows changed; -1: not looked at
   };
   const auto check = [](const std::vector<test::RecordedStatement>& statements, const std::vector<Expected>& expected) {
     ASSERT_EQ(statements.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
       EXPECT_FALSE(statements[i].failed) << statements[i].sql;
-      EXPECT_EQ(statements[i].sql.rfind(expected[i].start, 0), 0U) << i << ": " << statements[i].sql;
+      EXPECT_EQ(test::Unqualified(statements[i].sql).rfind(expected[i].start, 0), 0U) << i << ": " << statements[i].sql;
       if (expected[i].rows >= 0) {
         EXPECT_EQ(statements[i].rows, expected[i].rows) << statements[i].sql;
       }
@@ -156,7 +162,8 @@ TEST_F(HierarchyFetch, StatementsOfARunOnTheStore) {
   const char* kAncestors =
       "INSERT INTO VLHIERARCHYTABLETEMP (SESSIONID, REQUIREMENTKEY, LONGTAGNUMBER) \r\nSELECT "
       "DISTINCT ";
-  const char* kLevels = "SELECT MAX(LEN(LONGTAGNUMBER)) / 10 AS Levels FROM VLHIERARCHYTABLETEMP WHERE SESSIONID = ";
+  const std::string kLevels = std::string("SELECT MAX(") + (OnServer() ? "CHAR_LENGTH" : "LEN") +
+                              "(LONGTAGNUMBER)) / 10 AS Levels FROM VLHIERARCHYTABLETEMP WHERE SESSIONID = ";
   const char* kLevel = "INSERT INTO VLHIERARCHYORDEREDLEVELSTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)\r\n";
   const char* kOrderTag = "INSERT INTO VLHIERARCHYFINALORDERTEMP (SESSIONID, REQUIREMENTID, LONGTAGNUMBER, ORDERTAG)";
   const char* kFinal = "SELECT VLHIERARCHYFINALORDERTEMP.REQUIREMENTID \r\n";
@@ -184,7 +191,8 @@ TEST_F(HierarchyFetch, StatementsOfARunOnTheStore) {
 
 // A statement of the pipeline that fails leaves no true tree: Fetch raises it
 // and removes the session's rows, whichever table the failure is in.
-TEST_F(HierarchyFetch, AFailingStatementRaisesAndLeavesNoRows) {
+TEST_P(HierarchyFetch, AFailingStatementRaisesAndLeavesNoRows) {
+  if (OnServer()) GTEST_SKIP() << "the failure is injected by a trigger of the file's connection";
   for (const char* table : {"VLHIERARCHYTABLETEMP", "VLHIERARCHYORDEREDLEVELSTEMP", "VLHIERARCHYFINALORDERTEMP"}) {
     SCOPED_TRACE(table);
     auto failing = store.Open();
@@ -201,6 +209,8 @@ TEST_F(HierarchyFetch, AFailingStatementRaisesAndLeavesNoRows) {
     failing->GetDataServices("")->Execute(std::string("DROP TRIGGER VLFAIL_") + table, changed);
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Stores, HierarchyFetch, test::kBothStores, test::StoreKindName);
 
 }  // namespace
 }  // namespace vlq

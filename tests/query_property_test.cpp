@@ -4,7 +4,8 @@
 // hierarchy, and answers only with items of the queried type and project; no
 // operation answers on a statement that failed, leaves work rows or changes
 // data; every dialect agrees with the store's own on the result and writes
-// statements of a sound form; COUNT counts the keys.
+// statements of a sound form; COUNT counts the keys; the demo project's copy
+// on the tests' server answers every query exactly as the file does.
 //
 // VLQ_PROPERTY_SEED (default 1), VLQ_PROPERTY_FIRST (0) and
 // VLQ_PROPERTY_QUERIES choose the queries; a failure prints what replays it.
@@ -444,6 +445,59 @@ class QueryProperty : public ::testing::Test {
     return out;
   }
 
+  // Fetch, plain and in tree order, on the file and on its copy on the
+  // server: the same code and the same keys in the same order; on the server
+  // no statement fails and no work rows stay.
+  Findings CheckServer(const GeneratedQuery& q) {
+    Findings out;
+    DemoWorld::Dialect& server = world_->Server();
+    const auto onFileProject = std::static_pointer_cast<Project>(world_->Own().Project);
+    const auto onServerProject = std::static_pointer_cast<Project>(server.Project);
+    for (bool retain : {false, true}) {
+      const std::string name = retain ? "Fetch with hierarchy" : "Fetch";
+      const auto fetch = [&](const std::shared_ptr<Project>& project) {
+        std::shared_ptr<QueryDef> def;
+        return Call([&](std::string& info, Rows& rows) {
+          return engine_.Fetch(q.ReturnType, q.LookupType, project, q.Text, info, rows, def, retain);
+        });
+      };
+      const Outcome onFile = fetch(onFileProject);
+      if (world_->WorkRows(&world_->Own()) != 0) world_->ClearWorkTables(&world_->Own());
+      server.Project->Statements().clear();
+      const Outcome onServer = fetch(onServerProject);
+      std::string where;
+      if (world_->WorkRows(&server, &where) != 0) {
+        out.push_back({name + " leaves rows in the work tables", server.Name(), where});
+        world_->ClearWorkTables(&server);
+      }
+      if (onServer.Threw != onFile.Threw || onServer.Code != onFile.Code) {
+        out.push_back({name + " ends otherwise on the server", server.Name(),
+                       (onServer.Threw ? onServer.Thrown : std::to_string(onServer.Code)) + " against " +
+                           (onFile.Threw ? onFile.Thrown : std::to_string(onFile.Code))});
+        continue;
+      }
+      if (onServer.Threw || onServer.Code != eQEENone) continue;
+      for (const RecordedStatement& st : server.Project->Statements()) {
+        if (!st.failed) continue;
+        out.push_back({name + " answers although a statement failed: " + FailureBook::ClassOf(st.error), server.Name(),
+                       st.error});
+        break;
+      }
+      const std::vector<long> fileKeys = KeysOf(onFile.Results);
+      const std::vector<long> serverKeys = KeysOf(onServer.Results);
+      const bool sameSet = std::multiset<long>(fileKeys.begin(), fileKeys.end()) ==
+                           std::multiset<long>(serverKeys.begin(), serverKeys.end());
+      // Discussions that a sort finds equal stand in the database's order.
+      if (fileKeys != serverKeys && !(sameSet && q.Scope == QueryScope::kDiscussion)) {
+        out.push_back({name + " answers otherwise on the server" + (sameSet ? ", in another order" : "") + " (" +
+                           ScopeName(q.Scope) + ")",
+                       server.Name(),
+                       std::to_string(serverKeys.size()) + " keys against " + std::to_string(fileKeys.size())});
+      }
+    }
+    return out;
+  }
+
   // The three texts of a query that Validate2 accepts, each read back by its
   // own lookup type, write the same three texts again. A project-wide query
   // has no GUID form to read (its base word has none); discussion queries
@@ -509,6 +563,11 @@ TEST_F(QueryProperty, AcceptedQueriesRunAndAnswerTruly) {
 
 TEST_F(QueryProperty, CountIsTheNumberOfKeys) {
   Sweep("COUNT is the number of distinct keys", [&](const GeneratedQuery& q, bool) { return CheckCount(q); });
+}
+
+TEST_F(QueryProperty, TheServerAnswersAsTheFile) {
+  VLQ_REQUIRE_PG();
+  Sweep("the server answers as the file", [&](const GeneratedQuery& q, bool) { return CheckServer(q); });
 }
 
 TEST_F(QueryProperty, StoredTextsReadBack) {

@@ -1,6 +1,6 @@
-// Filters and sorts end to end: queries are fetched from a real project file,
-// and the keys that come back, in their order, are the ones that the data
-// calls for. Every attribute data type with every operator, NOT, no entry and
+// Filters and sorts end to end: queries are fetched from a real project, in a
+// file and on the server, and the keys that come back, in their order, are
+// the ones that the data calls for. Every attribute data type with every operator, NOT, no entry and
 // the NULL rules; the system attributes; and the sorts on each.
 //
 // A requirement without a value behaves like a value below all others: it
@@ -43,9 +43,10 @@ long DaysSince1901(int y, int m, int d) {
 // |  3  | Charlie | Ann    | Plan     |   4   | 2003-04-06 00:00:00 |
 // |  4  | bravo   |        | (NULL)   |   2   | 2003-04-04 23:59:59 |
 // |  5  | Echo    | Bob    | database |  16   | 2003-04-05 13:07:30 |
-class SqlFetch : public ::testing::Test {
+class SqlFetch : public ::testing::TestWithParam<test::StoreKind> {
  protected:
   void SetUp() override {
+    VLQ_USE_STORE(store, GetParam());
     test::AddWorkedExampleAttributes(store);
     store.AddReqType(7, "SR");
     store.AddUser(3, "Ann");
@@ -147,7 +148,7 @@ class SqlFetch : public ::testing::Test {
   QueryEngine engine;
 };
 
-TEST_F(SqlFetch, ListAttribute) {
+TEST_P(SqlFetch, ListAttribute) {
   CheckCriteria({
       {"Priority = High", {1, 5}},
       {"Priority <> High", {2, 3}},
@@ -163,7 +164,7 @@ TEST_F(SqlFetch, ListAttribute) {
   });
 }
 
-TEST_F(SqlFetch, MultiSelectListAttribute) {
+TEST_P(SqlFetch, MultiSelectListAttribute) {
   // A requirement passes if one of its items does; it comes back once.
   CheckCriteria({
       {"Tags = Red", {1, 3}},
@@ -181,7 +182,7 @@ TEST_F(SqlFetch, MultiSelectListAttribute) {
   });
 }
 
-TEST_F(SqlFetch, TextAttribute) {
+TEST_P(SqlFetch, TextAttribute) {
   CheckCriteria({
       {"Desc = alpha", {1}},
       {"Desc = ALPHA", {1}},  // text compares without regard to case
@@ -200,7 +201,7 @@ TEST_F(SqlFetch, TextAttribute) {
   });
 }
 
-TEST_F(SqlFetch, WholeNumberAttribute) {
+TEST_P(SqlFetch, WholeNumberAttribute) {
   CheckCriteria({
       {"Num = 5", {1, 5}},
       {"Num <> 5", {2, 3, 4}},
@@ -217,7 +218,7 @@ TEST_F(SqlFetch, WholeNumberAttribute) {
   });
 }
 
-TEST_F(SqlFetch, RealNumberAttribute) {
+TEST_P(SqlFetch, RealNumberAttribute) {
   CheckCriteria({
       {"Weight = 2.25", {2}},
       {"Weight > 1.5", {2, 3}},
@@ -228,7 +229,7 @@ TEST_F(SqlFetch, RealNumberAttribute) {
   });
 }
 
-TEST_F(SqlFetch, DateAttribute) {
+TEST_P(SqlFetch, DateAttribute) {
   CheckCriteria({
       {"Due = 1/1/2003", {1, 5}},
       {"Due <> 1/1/2003", {2, 3, 4}},
@@ -240,7 +241,7 @@ TEST_F(SqlFetch, DateAttribute) {
   });
 }
 
-TEST_F(SqlFetch, TimeAttribute) {
+TEST_P(SqlFetch, TimeAttribute) {
   CheckCriteria({
       {"At = 12:30", {2}},
       {"At < 12:00", {1, 4, 5}},
@@ -251,7 +252,7 @@ TEST_F(SqlFetch, TimeAttribute) {
   });
 }
 
-TEST_F(SqlFetch, NotBeforeASubListAndConnectors) {
+TEST_P(SqlFetch, NotBeforeASubListAndConnectors) {
   CheckCriteria({
       {"Num = 10 Or Priority = Low", {2, 3}},
       // The list is written as it stands: the database binds AND before OR.
@@ -268,7 +269,7 @@ TEST_F(SqlFetch, NotBeforeASubListAndConnectors) {
   EXPECT_EQ(Fetch("PR.Criteria(Not (\"Num\" = 5)) PR.Criteria(Priority = Low)"), (Keys{3}));
 }
 
-TEST_F(SqlFetch, SystemAttributes) {
+TEST_P(SqlFetch, SystemAttributes) {
   CheckCriteria({
       {"Key = 3", {3}},
       {"Key In 1, 4", {1, 4}},
@@ -304,7 +305,7 @@ TEST_F(SqlFetch, SystemAttributes) {
 
 // A date value in a locale whose time separator stands in its dates too
 // (fi-FI writes 5.4.2003 13.07) still names a day, a minute or a second.
-TEST_F(SqlFetch, DateTimeInALocaleThatWritesTimesWithDots) {
+TEST_P(SqlFetch, DateTimeInALocaleThatWritesTimesWithDots) {
   struct LocaleForThisTest {
     LocaleForThisTest() { modMain::SetLocale(platform::MakeLocaleServices("fi-FI")); }
     ~LocaleForThisTest() { modMain::SetLocale(platform::MakeLocaleServices("en-US")); }
@@ -317,7 +318,7 @@ TEST_F(SqlFetch, DateTimeInALocaleThatWritesTimesWithDots) {
   });
 }
 
-TEST_F(SqlFetch, SortsOnEachDataType) {
+TEST_P(SqlFetch, SortsOnEachDataType) {
   // No value sorts first in ascending order, last in descending order; ties
   // keep the tag order.
   CheckSorts({
@@ -344,14 +345,14 @@ TEST_F(SqlFetch, SortsOnEachDataType) {
   EXPECT_EQ(Fetch("PR.Sort(Author Order Asc) PR.Sort(Key Order Desc)"), (Keys{4, 3, 1, 5, 2}));
 }
 
-TEST_F(SqlFetch, FiltersAndSortsTogether) {
+TEST_P(SqlFetch, FiltersAndSortsTogether) {
   EXPECT_EQ(Fetch("PR.Criteria(Tags In Red, Blue) PR.Sort(Num Order Desc)"), (Keys{1, 5, 3}));
   EXPECT_EQ(Fetch("PR.Criteria(Num >= 5) PR.Sort(Tags Order Desc)"), (Keys{2, 1, 5}));
   // The same by key.
   EXPECT_EQ(Fetch("5.Criteria(14 >= 5) 5.Sort(15 Order 2)", eQLTByKey), (Keys{2, 1, 5}));
 }
 
-TEST_F(SqlFetch, AWholeProjectQuerySortsByTypeThenBySystemAttribute) {
+TEST_P(SqlFetch, AWholeProjectQuerySortsByTypeThenBySystemAttribute) {
   std::string info;
   Rows rows;
   std::shared_ptr<QueryDef> def;
@@ -364,8 +365,11 @@ TEST_F(SqlFetch, AWholeProjectQuerySortsByTypeThenBySystemAttribute) {
 }
 
 // Levels of the tag number: 21 (1), 22 (1.1), 23 (1.2), 24 (2), 25 (2.1).
-TEST(SqlFetchLevels, RootTagNumberAndHierarchyLevel) {
+class SqlFetchLevels : public ::testing::TestWithParam<test::StoreKind> {};
+
+TEST_P(SqlFetchLevels, RootTagNumberAndHierarchyLevel) {
   test::StoreFixture store;
+  VLQ_USE_STORE(store, GetParam());
   store.AddReqType(5, "PR");
   const std::pair<long, std::string> tags[] = {{21, test::LongTag({1})},
                                                {22, test::LongTag({1, 1})},
@@ -396,7 +400,7 @@ TEST(SqlFetchLevels, RootTagNumberAndHierarchyLevel) {
 }
 
 // A keyed query and its prefix form make the same statement.
-TEST_F(SqlFetch, TheKeyedFormOfAQueryMakesTheSameStatement) {
+TEST_P(SqlFetch, TheKeyedFormOfAQueryMakesTheSameStatement) {
   const char* queries[] = {
       "PR.Criteria(Priority = High AND Desc Like \"abc%\") PR.Sort(Num Order Desc)",
       "PR.Criteria(Not Priority In High, \"<NO ENTRY>\") PR.Sort(Tags Order Asc)",
@@ -423,6 +427,9 @@ TEST_F(SqlFetch, TheKeyedFormOfAQueryMakesTheSameStatement) {
     EXPECT_EQ(keyed, byPrefix) << sections << "\nkeyed: " << keyedQuery;
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Stores, SqlFetch, test::kBothStores, test::StoreKindName);
+INSTANTIATE_TEST_SUITE_P(Stores, SqlFetchLevels, test::kBothStores, test::StoreKindName);
 
 }  // namespace
 }  // namespace vlq

@@ -16,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -36,6 +37,22 @@ inline std::string ReadGolden(const std::string& name) {
   std::stringstream text;
   text << in.rdbuf();
   return text.str();
+}
+
+// Whether a statement is the golden text `name`, byte for byte. With
+// VLQ_UPDATE_GOLDEN=1 in the environment the file is written with the
+// statement first: regenerate that way, then read the difference.
+inline ::testing::AssertionResult MatchesGolden(const std::string& actual, const std::string& name) {
+  const char* update = std::getenv("VLQ_UPDATE_GOLDEN");
+  if (update && std::string(update) == "1") {
+    std::ofstream out(std::string(VLQ_TEST_DATA_DIR) + "/" + name, std::ios::binary | std::ios::trunc);
+    out << actual;
+  }
+  const std::string golden = ReadGolden(name);
+  if (actual == golden) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "the statement differs from " << name
+                                       << "\n  actual: " << ::testing::PrintToString(actual)
+                                       << "\n  golden: " << ::testing::PrintToString(golden);
 }
 
 inline void AddWorkedExampleAttributes(const StoreFixture& store) {

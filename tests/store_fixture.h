@@ -11,6 +11,13 @@
 //   store.ChooseItem(100, 12, 34);
 //   auto project = store.Open();                        // through a StoreProjectManager
 //
+// The same data on the tests' server: store.UseStore(StoreKind::Server) before
+// Open, and Open copies the file (with its external projects) into a new
+// schema and opens that. Tests of answers run on both stores with
+// TEST_P and INSTANTIATE_TEST_SUITE_P(Stores, Suite, test::kBothStores,
+// test::StoreKindName), and VLQ_USE_STORE(store, GetParam()) first in SetUp,
+// which skips the server's run where there is no server.
+//
 // Write the data before Open: a project reads its structure (types,
 // attributes, users, references) once, when it opens. The writers use a plain
 // SQLite connection of their own (Db()), in WAL mode like the store's, and
@@ -23,6 +30,7 @@
 #include <filesystem>
 #include <initializer_list>
 #include <memory>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -31,6 +39,8 @@
 
 #include "engine/enums.h"
 #include "model/variant.h"
+#include "pg_fixture.h"
+#include "platform/project_copy.h"
 #include "platform/store_project_manager.h"
 
 namespace vlq::test {
@@ -97,6 +107,16 @@ struct Requirement {
   long Flags = 0;
   long ProjectKey = -1;
 };
+
+// Where a test's project lives: the fixture's file, or a copy of it on the
+// tests' server.
+enum class StoreKind { File, Server };
+
+inline const auto kBothStores = ::testing::Values(StoreKind::File, StoreKind::Server);
+inline std::string StoreKindName(const ::testing::TestParamInfo<StoreKind>& info) {
+  return info.param == StoreKind::File ? "File" : "Server";
+}
+inline void PrintTo(StoreKind kind, std::ostream* out) { *out << (kind == StoreKind::File ? "file" : "server"); }
 
 class StoreFixture {
  public:
@@ -260,7 +280,20 @@ class StoreFixture {
     if (!manager_) manager_ = platform::StoreProjectManager::Create();
     return manager_;
   }
-  std::shared_ptr<Project> Open(std::string_view user = {}) { return Manager()->Open(file_, user); }
+  std::shared_ptr<Project> Open(std::string_view user = {}) {
+    if (kind_ == StoreKind::File) return Manager()->Open(file_, user);
+    if (!schema_) schema_ = std::make_unique<PgSchema>();
+    platform::CopyOptions options;
+    options.Replace = true;
+    platform::CopyProject(file_.string(), schema_->Uri(), options);
+    return Manager()->Open(schema_->Uri(), user);
+  }
+
+  // The store that Open opens the project in.
+  void UseStore(StoreKind kind) { kind_ = kind; }
+  // Whether Open can open the project in the chosen store: the server's
+  // store needs the tests' server.
+  bool StoreAvailable() const { return kind_ == StoreKind::File || !PgTestServer().empty(); }
 
  private:
   void Connect(const std::filesystem::path& file) {
@@ -280,6 +313,16 @@ class StoreFixture {
   std::filesystem::path file_;
   ::sqlite3* db_ = nullptr;
   std::shared_ptr<platform::StoreProjectManager> manager_;
+  StoreKind kind_ = StoreKind::File;
+  std::unique_ptr<PgSchema> schema_;  // the server's copy, made by the first Open
 };
+
+// Chooses the store of a parameterised test's fixture, or skips the test
+// where that store can't be had.
+#define VLQ_USE_STORE(store, kind)                                                   \
+  (store).UseStore(kind);                                                            \
+  if (!(store).StoreAvailable())                                                     \
+  GTEST_SKIP() << "No PostgreSQL server for the tests: run them under ctest, which " \
+                  "starts one"
 
 }  // namespace vlq::test

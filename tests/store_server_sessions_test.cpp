@@ -1,6 +1,8 @@
 // Several processes on one server project at once: the work tables are
 // shared and every session keeps to its own rows, and the first process to
-// open a project that nobody uses clears the rows that dead processes left.
+// open a project that nobody uses clears the rows that dead processes left;
+// the engine's closures and trees in processes of the tool at once answer as
+// in a lone run.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -8,6 +10,8 @@
 
 #include <chrono>
 #include <functional>
+#include <latch>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +21,7 @@
 #include "platform/project_copy.h"
 #include "platform/store_project_manager.h"
 #include "store_fixture.h"
+#include "tool_process.h"
 
 namespace vlq {
 namespace {
@@ -164,6 +169,82 @@ TEST(ServerSessions, ProcessesAtOnceKeepToTheirOwnSessions) {
   EXPECT_EQ(Count(schema, "VLHIERARCHYORDEREDLEVELSTEMP"), 0);
   EXPECT_EQ(Count(schema, "VLTRACETABLETEMP"), 0);
   EXPECT_EQ(Count(schema, "VLATTRVALUESVIEW_10"), Count(schema, "VLUSERDEFINEDLISTVALUES WHERE FIELDID = 10"));
+}
+
+// Four workers at once, each running `vlquery fetch` on the same server
+// project again and again: indirect trace filters (the closure's work
+// tables), tree order (the hierarchy's) and a sort view that none is there
+// for. Every answer is that of a lone
+// run, which is that of the project file; no work rows stay.
+TEST(ServerSessions, ClosuresAndTreesOfProcessesAtOnceAnswerAsALoneRun) {
+  VLQ_REQUIRE_PG();
+  PgSchema schema;
+  test::TempDir dir;
+  tools::DemoOptions options;
+  options.Requirements = 150;
+  const std::string file = (dir.Path() / "demo.vlp").string();
+  tools::MakeDemoProject(file, options);
+  platform::CopyProject(file, schema.Uri());
+
+  const std::string indirect = " AND DIRECT-ONLY = \"FALSE\")";
+  const std::vector<std::vector<std::string>> queries = {
+      {"ReqType.Prefix(PR) PR.RelCriteria(TRACED-TO In SR" + indirect},
+      {"ReqType.Prefix(SR) SR.RelCriteria(TRACED-FROM In PR" + indirect + " SR.Sort(Name Order Asc)", "--hierarchy"},
+      {"ReqType.Prefix(PR) PR.RelCriteria(TRACED-TO In TC AND STATUS = \"SUSPECT\"" + indirect, "--hierarchy"},
+      {"ReqType.Prefix(SR) SR.Criteria(Components In Security, Storage)", "--hierarchy"},
+      {"ReqType.Prefix(FEAT) FEAT.RelCriteria(TRACED-TO In SR" + indirect + " FEAT.Sort(Name Order Desc)"},
+      {"COUNT ReqType.Prefix(TC) TC.RelCriteria(TRACED-FROM In SR" + indirect, "--hierarchy"},
+      // A multi-select list sorts through a view that the first query makes.
+      {"ReqType.Prefix(SR) SR.Sort(Components Order Asc)", "--hierarchy"},
+  };
+  const auto fetch = [](const std::string& project, const std::vector<std::string>& query) {
+    std::vector<std::string> args{"fetch", project};
+    args.insert(args.end(), query.begin(), query.end());
+    return testing::RunVlquery(args);
+  };
+  std::map<std::size_t, std::string> lone;
+  for (std::size_t q = 0; q < queries.size(); ++q) {
+    const testing::ToolRun onFile = fetch(file, queries[q]);
+    const testing::ToolRun onServer = fetch(schema.Uri(), queries[q]);
+    ASSERT_EQ(onServer.status, 0) << queries[q][0] << "\n" << onServer.err;
+    EXPECT_EQ(onServer.out, onFile.out) << queries[q][0];
+    EXPECT_FALSE(onServer.out.empty()) << queries[q][0];
+    lone[q] = onServer.out;
+  }
+
+  // The workers race to make the sort view anew.
+  platform::PgResult views = schema.Exec(
+      "SELECT table_name FROM information_schema.views WHERE table_schema = $1 AND table_name LIKE "
+      "'vlattrvaluessortview%'",
+      {schema.Name()});
+  ASSERT_GT(views.RowCount(), 0);
+  for (int r = 0; r < views.RowCount(); ++r) schema.Exec("DROP VIEW " + schema.Name() + "." + views.Text(r, 0));
+
+  constexpr int kWorkers = 4;
+  constexpr int kRounds = 3;
+  std::latch start(kWorkers);
+  std::vector<std::vector<std::string>> failures(kWorkers);
+  std::vector<std::thread> workers;
+  for (int w = 0; w < kWorkers; ++w) {
+    workers.emplace_back([&, w] {
+      start.arrive_and_wait();
+      // Each worker starts at another query, so that different statements
+      // meet on the tables.
+      for (std::size_t n = 0; n < kRounds * queries.size(); ++n) {
+        const std::size_t q = (n + static_cast<std::size_t>(w)) % queries.size();
+        const testing::ToolRun run = fetch(schema.Uri(), queries[q]);
+        if (run.status != 0 || run.out != lone[q]) {
+          failures[w].push_back(queries[q][0] + " (status " + std::to_string(run.status) + ") " + run.err);
+        }
+      }
+    });
+  }
+  for (std::thread& worker : workers) worker.join();
+  for (int w = 0; w < kWorkers; ++w) EXPECT_TRUE(failures[w].empty()) << "worker " << w << ": " << failures[w].front();
+  for (const char* table : {"VLTRACETABLEINDIR", "VLTRACETABLETEMP", "VLHIERARCHYTABLETEMP",
+                            "VLHIERARCHYORDEREDLEVELSTEMP", "VLHIERARCHYFINALORDERTEMP"}) {
+    EXPECT_EQ(Count(schema, table), 0) << table;
+  }
 }
 
 }  // namespace

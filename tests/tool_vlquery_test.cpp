@@ -367,6 +367,9 @@ TEST_F(ToolDemo, SqlPrintsTheStatementThatValidateReports) {
   const ToolRun oracle = RunVlquery({"sql", File(), query, "--dialect", "oracle", "--schema", "PROJ1"});
   ASSERT_EQ(oracle.status, 0) << oracle.err;
   EXPECT_NE(oracle.out.find("PROJ1.VLREQUIREMENTS"), std::string::npos) << oracle.out;
+  const ToolRun server = RunVlquery({"sql", File(), query, "--dialect", "PostgreSQL", "--schema", "proj1"});
+  ASSERT_EQ(server.status, 0) << server.err;
+  EXPECT_NE(server.out.find("NULLS FIRST"), std::string::npos) << server.out;
 }
 
 TEST_F(ToolDemo, BuildPrintsTheQueryByPrefixKeyAndGuid) {

@@ -4,6 +4,7 @@
 
 #include "model/query_def.h"
 #include "model/text_util.h"
+#include "platform/project_location.h"
 #include "platform/reqif_common.h"
 #include "platform/sqlite_connection.h"
 #include "query_commands.h"
@@ -14,6 +15,8 @@ namespace vlq::tools {
 std::filesystem::path KeysFileOf(const QueryRequest& request, const QueryDef* oQueryDef) {
   const std::filesystem::path file = request.File;
   if (!oQueryDef || !oQueryDef->ProjStructSpec().IsExtProj()) return file;
+  // A server project's references aren't in a file.
+  if (platform::IsServerLocation(request.File)) return file;
   // The external project's file, as the project's references name it.
   auto conn = platform::SqliteConnection::Open(file, false);
   platform::reqif::BulkStatement reference(

@@ -98,8 +98,8 @@ void AddQueryOptions(CLI::App& command, QueryArgs& args, bool withHierarchy) {
       ->type_name("NAME|KEY");
   command
       .add_option("--dialect", args.dialect,
-                  "Write the SQL for another database: access, access2, oracle, sqlserver or db2")
-      ->check(CLI::IsMember({"access", "access2", "oracle", "sqlserver", "db2"}, CLI::ignore_case));
+                  "Write the SQL for another database: access, access2, oracle, sqlserver, db2 or postgresql")
+      ->check(CLI::IsMember({"access", "access2", "oracle", "sqlserver", "db2", "postgresql"}, CLI::ignore_case));
   command.add_option("--schema", args.schema,
                      "The database schema of the SQL text, e.g. PROJ1 (the closing dot is added when missing)")
       ->type_name("NAME");
@@ -113,8 +113,8 @@ void AddQueryOptions(CLI::App& command, QueryArgs& args, bool withHierarchy) {
 
 // The connection property "dbmsnamecode" of a dialect name.
 std::string DialectCodeOf(const std::string& dialect) {
-  static const std::map<std::string, std::string> codes{
-      {"ACCESS", "1"}, {"ACCESS2", "4"}, {"ORACLE", "3"}, {"SQLSERVER", "5"}, {"DB2", "7"}};
+  static const std::map<std::string, std::string> codes{{"ACCESS", "1"},    {"ACCESS2", "4"}, {"ORACLE", "3"},
+                                                        {"SQLSERVER", "5"}, {"DB2", "7"},     {"POSTGRESQL", "8"}};
   const auto found = codes.find(vlq::text::Upper(dialect));
   return found == codes.end() ? std::string() : found->second;
 }
