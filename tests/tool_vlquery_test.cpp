@@ -136,7 +136,8 @@ TEST(ToolUsage, WrongUsageGivesStatus2AndAMessage) {
       {"fetch", "p.vlp", "", "--discussions", "--documents"},
       {"demo", "d.vlp", "--requirements", "0"},
       {"fetch", "p.vlp", "", "--locale", "no-such-locale"},
-      {"fetch", "p.vlp", "", "--locale", "de-US"},  // a tag, but no locale has data for it
+      {"fetch", "p.vlp", "", "--locale", "de-US"},                       // a tag, but no locale has data for it
+      {"fetch", "postgresql:///vlq?schema=p", "", "--format", "table"},  // readable formats read files
   };
   for (const auto& args : cases) {
     std::string shown;
