@@ -76,11 +76,11 @@ struct Req {
   std::optional<long> Position;
   std::string Identifier;
   long Parent = -1;      // index of the nearest written ancestor by tag within the type
-  std::size_t Tree = 0;  // index into trees_: the SPECIFICATION it is written in
+  std::size_t Tree = 0;  // index into trees_: the document tree it is written in
 };
 
 struct DocTree {
-  long DocumentKey = 0;  // 0: the SPECIFICATION of the requirements outside documents
+  long DocumentKey = 0;  // 0: the document tree of the requirements outside documents
   std::string Name;
   std::string Identifier;
   std::vector<std::size_t> Members;  // requirement indexes, in writing order
@@ -242,8 +242,8 @@ class ExportRun {
   std::vector<Req> reqs_;
   std::unordered_map<long, std::size_t> reqIndex_;
   std::vector<DocTree> trees_;
-  // The tree of each SPECIFICATION: children by parent (requirement index;
-  // the top of a SPECIFICATION is its own entry behind the requirements).
+  // Each document tree: children by parent (requirement index;
+  // the top of a document tree is its own entry behind the requirements).
   std::vector<std::vector<std::size_t>> children_;
   std::vector<std::pair<std::size_t, std::size_t>> traces_;
   std::unordered_map<long, std::pair<std::size_t, std::size_t>> attrByKey_;  // type and attribute index
@@ -368,7 +368,7 @@ void ExportRun::ReadRequirements(const std::vector<long>& keys) {
   }
 }
 
-// Tag parents, and the SPECIFICATION of every requirement.
+// Tag parents, and the document tree of every requirement.
 void ExportRun::PlaceRequirements() {
   std::map<std::pair<long, std::string>, std::size_t> byTag;
   for (std::size_t i = 0; i < reqs_.size(); ++i) {
@@ -384,7 +384,7 @@ void ExportRun::PlaceRequirements() {
       }
     }
   }
-  // SPECIFICATIONs: the documents by key, then one for the rest.
+  // Document trees: the documents by key, then one for the rest.
   std::map<long, std::size_t> treeOfDocument;
   {
     reqif::BulkStatement documents(db_, "SELECT ID, NAME, GUID FROM VLDOCUMENTS ORDER BY ID", kSource);
@@ -416,9 +416,9 @@ void ExportRun::PlaceRequirements() {
     if (it == treeOfDocument.end()) return std::nullopt;
     return it->second;
   };
-  // The roots of each type go to the SPECIFICATIONs in tag order, so that a
+  // The roots of each type go to the document trees in tag order, so that a
   // new import numbers them as they are numbered now: a root never goes to an
-  // earlier SPECIFICATION than the root before it, and one without a
+  // earlier document tree than the root before it, and one without a
   // document joins its neighbour.
   std::map<long, std::vector<std::size_t>> rootsOfType;
   for (std::size_t i = 0; i < reqs_.size(); ++i) {
@@ -440,14 +440,14 @@ void ExportRun::PlaceRequirements() {
       floor = tree;
     }
   }
-  // Everything else stands in the SPECIFICATION of its tree.
+  // Everything else stands in the document tree of its root.
   for (std::size_t i = 0; i < reqs_.size(); ++i) {
     std::size_t root = i;
     while (reqs_[root].Parent >= 0) root = static_cast<std::size_t>(reqs_[root].Parent);
     reqs_[i].Tree = reqs_[root].Tree;
   }
   if (!BuildTrees(true)) BuildTrees(false);
-  // SPECIFICATIONs without requirements are left out.
+  // Document trees without requirements are left out.
   std::vector<DocTree> kept;
   for (std::size_t s = 0; s < trees_.size(); ++s) {
     if (trees_[s].Members.empty()) continue;
@@ -458,7 +458,7 @@ void ExportRun::PlaceRequirements() {
   trees_ = std::move(kept);
 }
 
-// Builds the tree of each SPECIFICATION. With documentOrder the members stand
+// Builds each document tree. With documentOrder the members stand
 // in the order of their document positions and the requirements of other
 // types nest under the one before them; the result is checked against the
 // tag numbers that an import would give, and false means: not kept. Without,
@@ -747,7 +747,7 @@ void ExportRun::WriteFile(const std::filesystem::path& temporary) {
     }
     w.End();
   };
-  // children_ was built with the SPECIFICATIONs before the empty ones were
+  // children_ was built with the document trees before the empty ones were
   // dropped: find each one's entry by its place among all of them.
   for (const DocTree& tree : trees_) {
     w.Start("SPECIFICATION").Attribute("IDENTIFIER", tree.Identifier).Attribute("LAST-CHANGE", now_);
