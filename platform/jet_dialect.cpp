@@ -189,6 +189,72 @@ void RewriteOperatorsAndCalls(std::vector<Tok>& toks) {
   }
 }
 
+// ---- Disjunctions of one column ------------------------------------------------
+//
+// The engine writes a list criterion with several items as a parenthesised
+// disjunction "(V.LISTITEMID= 34 OR V.LISTITEMID= 35)" on the right side of an
+// outer join of the attribute's view. SQLite (3.40) doesn't see that such a
+// disjunction is false for the outer join's NULL row: it keeps the join outer,
+// may not merge the view into the query and materialises the whole view for
+// it. The group gets a companion term that SQLite does see through,
+// "((...) AND V.LISTITEMID = V.LISTITEMID)". The value is the same in every
+// context: for a NULL column both forms are NULL, otherwise the companion
+// term is true.
+
+// End of a column reference (name, or names joined by dots) that starts at i;
+// npos when none starts there. `ref` gets its text without blanks.
+std::size_t ColumnRefEnd(const std::vector<Tok>& toks, std::size_t i, std::string& ref) {
+  ref.clear();
+  std::size_t j = i;
+  while (j != std::string_view::npos && j < toks.size() &&
+         (toks[j].kind == TokKind::Word || toks[j].kind == TokKind::QuotedId)) {
+    if (toks[j].kind == TokKind::Word && (IsWord(toks[j], "OR") || IsWord(toks[j], "AND") || IsWord(toks[j], "NOT")))
+      break;
+    ref += toks[j].text;
+    const std::size_t dot = NextSig(toks, j);
+    if (dot == std::string_view::npos || !IsPunct(toks[dot], '.')) return ref.empty() ? std::string_view::npos : dot;
+    ref += '.';
+    j = NextSig(toks, dot);
+  }
+  return std::string_view::npos;
+}
+
+// After "ref = literal" starting at i: the next significant token, npos when
+// the tokens there aren't that form.
+std::size_t EqualityEnd(const std::vector<Tok>& toks, std::size_t i, std::string& ref) {
+  const std::size_t eq = ColumnRefEnd(toks, i, ref);
+  if (eq == std::string_view::npos || !IsPunct(toks[eq], '=')) return std::string_view::npos;
+  const std::size_t lit = NextSig(toks, eq);
+  if (lit == std::string_view::npos || (toks[lit].kind != TokKind::Number && toks[lit].kind != TokKind::String))
+    return std::string_view::npos;
+  return NextSig(toks, lit);
+}
+
+void MarkColumnDisjunctions(std::vector<Tok>& toks) {
+  std::string first;
+  std::string other;
+  for (std::size_t open = 0; open < toks.size(); ++open) {
+    if (!IsPunct(toks[open], '(')) continue;
+    const std::size_t start = NextSig(toks, open);
+    if (start == std::string_view::npos) break;
+    std::size_t at = EqualityEnd(toks, start, first);
+    int terms = 1;
+    while (at != std::string_view::npos && IsWord(toks[at], "OR")) {
+      const std::size_t next = NextSig(toks, at);
+      at = next == std::string_view::npos ? next : EqualityEnd(toks, next, other);
+      if (at == std::string_view::npos || other != first) {
+        at = std::string_view::npos;
+        break;
+      }
+      ++terms;
+    }
+    if (at == std::string_view::npos || terms < 2 || !IsPunct(toks[at], ')')) continue;
+    toks[open].prefix += "(";
+    toks[at].prefix += ") AND " + first + " = " + first;
+    open = at;
+  }
+}
+
 // ---- External databases -------------------------------------------------------
 
 std::string Unquote(std::string_view quoted) {
@@ -725,6 +791,7 @@ std::optional<std::string> DateLiteralToIso(std::string_view text) {
 std::string Rewrite(std::string_view sql, const ExternalResolver& resolver) {
   std::vector<Tok> toks = Tokenize(sql);
   RewriteOperatorsAndCalls(toks);
+  MarkColumnDisjunctions(toks);
   RewriteExternalDatabases(toks, resolver);
   std::string out;
   out.reserve(sql.size() + 32);

@@ -59,19 +59,29 @@ TEST(JetRewrite, EachFormOutsideLiteralsAndOnlyThere) {
        "JET_INSTR(A, B)=1 AND JET_CDBL(x) < JET_CDATE(y) AND JET_CSTR(z) = JET_VAL(JET_MID(w, 1, 2))"},
       {"FROM A LEFT JOIN B ON A.ID = B.Len WHERE T.MOD = 1 AND x ISNULL",
        "FROM A LEFT JOIN B ON A.ID = B.Len WHERE T.MOD = 1 AND x ISNULL"},
+      // A disjunction of one column's equalities gets a companion term that
+      // makes an outer join of that column's table an inner one; anything
+      // else (another column, IS NULL, a single term) stays as written.
+      {" ((V.L= 34 \r\nOR V.L= 35)) AND (W.F >= 8)", " (((V.L= 34 \r\nOR V.L= 35) AND V.L = V.L)) AND (W.F >= 8)"},
+      {"NOT (\"V\".L = 'a' OR \"V\" . L = 'b' OR \"V\".L = 'c')",
+       "NOT ((\"V\".L = 'a' OR \"V\" . L = 'b' OR \"V\".L = 'c') AND \"V\".L = \"V\".L)"},
+      {"(V.L= 34 OR V.M= 35) (V.L= 34 OR V.L IS NULL) (V.L= 34) (V.L= 34 OR V.L= 35 OR 1=1) (V.L= 34 OR V.L= X)",
+       "(V.L= 34 OR V.M= 35) (V.L= 34 OR V.L IS NULL) (V.L= 34) (V.L= 34 OR V.L= 35 OR 1=1) (V.L= 34 OR V.L= X)"},
       // External databases: the tables of that FROM clause, and no others.
       {"T.TOID IN (SELECT VLREQUIREMENTS.ID\r\nFROM ((VLREQUIREMENTS INNER JOIN VLPROJECTREQUIREMENTS \r\n"
        "ON VLREQUIREMENTS.ID=VLPROJECTREQUIREMENTS.REQUIREMENTID ) \r\nLEFT JOIN VLATTRVALUESVIEW_21 \r\n"
        "ON  VLREQUIREMENTS.ID = VLATTRVALUESVIEW_21.REQUIREMENTID)  IN 'C:\\X\\EXT.mdb' \r\n"
        "WHERE VLPROJECTREQUIREMENTS.PROJECTID=1)",
-       "T.TOID IN (SELECT VLREQUIREMENTS.ID\r\nFROM ((VLEXT1.VLREQUIREMENTS INNER JOIN VLEXT1.VLPROJECTREQUIREMENTS \r\n"
+       "T.TOID IN (SELECT VLREQUIREMENTS.ID\r\nFROM ((VLEXT1.VLREQUIREMENTS INNER JOIN VLEXT1.VLPROJECTREQUIREMENTS "
+       "\r\n"
        "ON VLREQUIREMENTS.ID=VLPROJECTREQUIREMENTS.REQUIREMENTID ) \r\nLEFT JOIN VLEXT1.VLATTRVALUESVIEW_21 \r\n"
        "ON  VLREQUIREMENTS.ID = VLATTRVALUESVIEW_21.REQUIREMENTID)    \r\n"
        "WHERE VLPROJECTREQUIREMENTS.PROJECTID=1)"},
       {"(VLREQUIREMENTS.ID NOT IN (SELECT VLREQUIREMENTS.ID\r\nFROM VLREQUIREMENTS\r\nLEFT JOIN VLATTRVALUESVIEW_15\r\n"
        "ON VLREQUIREMENTS.ID = VLATTRVALUESVIEW_15.REQUIREMENTID IN 'c:\\x\\ext.MdB' \r\nWHERE (V.L= 34)))",
        "(VLREQUIREMENTS.ID NOT IN (SELECT VLREQUIREMENTS.ID\r\nFROM VLEXT1.VLREQUIREMENTS\r\nLEFT JOIN "
-       "VLEXT1.VLATTRVALUESVIEW_15\r\nON VLREQUIREMENTS.ID = VLATTRVALUESVIEW_15.REQUIREMENTID   \r\nWHERE (V.L= 34)))"},
+       "VLEXT1.VLATTRVALUESVIEW_15\r\nON VLREQUIREMENTS.ID = VLATTRVALUESVIEW_15.REQUIREMENTID   \r\nWHERE (V.L= "
+       "34)))"},
       {"FROM A rels, B reqs, S.C IN 'C:\\X\\EXT.mdb' WHERE x IN (1, 2)",
        "FROM VLEXT1.A rels, VLEXT1.B reqs, S.C   WHERE x IN (1, 2)"},
       {"FROM A INNER JOIN (SELECT ID FROM B) AS Q ON A.ID = IIf(Q.ID, Q.ID, 0) IN 'C:\\X\\EXT.mdb'",
