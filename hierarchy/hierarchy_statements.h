@@ -54,15 +54,23 @@ std::string ScopedType(const QuerySql& sql);
 std::string ParentPresentSQL(QuerySql& sql, long lSessionID, std::string_view sTable, std::string_view sKeyColumn,
                              std::string_view sTag, std::string_view sType);
 
+// Whether the level statements read the work table alone: in a query of one
+// type sorted by nothing but the tag (sOrderBy, from SortOrderToSQL), every
+// row of the session is a requirement of the project whose tag the work
+// table holds, and none of the main statement's joins is needed to order a
+// level.
+bool LevelsReadWorkTableOnly(QuerySql& sql, std::string_view sOrderBy);
+
 // The part of a level statement that is the same for every level: the INSERT
 // (or, on Oracle, CREATE TABLE of the level table; on DB2 nothing), the select
-// list and the FROM clause of the dialect.
-std::string LevelHeadSQL(QuerySql& sql, long lSessionID);
+// list and the FROM clause of the dialect, or the work table alone.
+std::string LevelHeadSQL(QuerySql& sql, long lSessionID, bool bWorkTableOnly = false);
 
 // One level statement: the head, the level's condition, and the GROUP BY and
-// ORDER BY of the query's sort order.
-std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, long lLevel,
-                     std::string_view sOrderBy, std::string_view sGroupBy);
+// ORDER BY of the query's sort order; with bWorkTableOnly, the order of the
+// work table's tags.
+std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, long lLevel, std::string_view sOrderBy,
+                     std::string_view sGroupBy, bool bWorkTableOnly = false);
 
 // Oracle: the copy of a level table into VLHIERARCHYORDEREDLEVELSTEMP, which
 // numbers the rows in copy order, and the table's removal.

@@ -149,13 +149,18 @@ std::string LevelCountSQL(QuerySql& sql, long lSessionID) {
          " WHERE SESSIONID = " + SessionText(lSessionID);
 }
 
-std::string LevelHeadSQL(QuerySql& sql, long lSessionID) {
+bool LevelsReadWorkTableOnly(QuerySql& sql, std::string_view sOrderBy) {
+  if (ScopedType(sql).empty()) return false;
+  return sOrderBy == " " + sql.BaseTableAndSchema(VLREQUIREMENTS) + ".LONGTAGNUMBER ";
+}
+
+std::string LevelHeadSQL(QuerySql& sql, long lSessionID, bool bWorkTableOnly) {
   const std::string S = SessionText(lSessionID);
   const std::string HT = sql.BaseTableAndSchema(VLHIERARCHYTABLETEMP);
   const std::string nl(CRLF);
   // The columns; a requirement that stands in several joined rows is taken once.
   std::string sSelect;
-  if (!IsAggregated(sql)) {
+  if (!IsAggregated(sql) || bWorkTableOnly) {
     sSelect = " SELECT " + S + " AS SESSIONID, " + HT + ".REQUIREMENTKEY AS REQUIREMENTID, " + nl + HT +
               ".LONGTAGNUMBER AS LONGTAGNUMBER " + nl;
   } else {
@@ -163,20 +168,22 @@ std::string LevelHeadSQL(QuerySql& sql, long lSessionID) {
               ".LONGTAGNUMBER) AS LONGTAGNUMBER " + nl;
   }
   const long db = sql.DatabaseType();
+  const std::string sWorkTable = nl + std::string(FROM) + HT + " ";
   if (IsAccessLike(db) || db == eDBTSQLServer || db == eDBTPostgreSQL) {
     return "INSERT INTO " + sql.BaseTableAndSchema(VLHIERARCHYORDEREDLEVELSTEMP) +
-           " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)" + nl + sSelect + sql.GenerateAccessFROMClauseForHierarchy_();
+           " (SESSIONID, REQUIREMENTID, LONGTAGNUMBER)" + nl + sSelect +
+           (bWorkTableOnly ? sWorkTable : sql.GenerateAccessFROMClauseForHierarchy_());
   }
   if (db == eDBTOracle) {
     return "CREATE TABLE " + sql.BaseTableAndSchema("TmpLvl_" + S) + " AS " + nl + sSelect +
-           sql.GenerateOracleFROMClauseForHierarchy_();
+           (bWorkTableOnly ? sWorkTable : sql.GenerateOracleFROMClauseForHierarchy_());
   }
-  if (db == eDBTDB2) return sSelect + sql.GenerateDB2FROMClauseForHierarchy_();
+  if (db == eDBTDB2) return sSelect + (bWorkTableOnly ? sWorkTable : sql.GenerateDB2FROMClauseForHierarchy_());
   return {};
 }
 
 std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, long lLevel, std::string_view sOrderBy,
-                     std::string_view sGroupBy) {
+                     std::string_view sGroupBy, bool bWorkTableOnly) {
   const std::string S = SessionText(lSessionID);
   const std::string L = std::to_string(lLevel);
   const std::string HT = sql.BaseTableAndSchema(VLHIERARCHYTABLETEMP);
@@ -195,6 +202,8 @@ std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, lon
   };
   if (IsAccessLike(db) || db == eDBTSQLServer) {
     sSql += nl + " WHERE " + level("LEN") + nl + "AND " + HT + ".SESSIONID=" + S;
+  } else if (db == eDBTOracle && bWorkTableOnly) {
+    sSql += nl + " WHERE " + level("LENGTH") + nl + "AND " + HT + ".SESSIONID=" + S;
   } else if (db == eDBTOracle) {
     sSql += sql.GenerateOracleWHEREClauseForHierarchy_();
     sSql += nl + " AND " + level("LENGTH") + nl + "AND " + HT + ".SESSIONID=" + S;
@@ -205,6 +214,7 @@ std::string LevelSQL(QuerySql& sql, std::string_view sHead, long lSessionID, lon
   } else {
     return {};
   }
+  if (bWorkTableOnly) return sSql + std::string(nlORDER_BY) + " " + HT + ".LONGTAGNUMBER ";
   if (IsAggregated(sql) && !sGroupBy.empty()) sSql += std::string(nlGROUP_BY) + std::string(sGroupBy);
   if (!sOrderBy.empty()) sSql += std::string(nlORDER_BY) + std::string(sOrderBy);
   return sSql;
@@ -327,11 +337,12 @@ enumQueryEngineError QuerySql::OrderLevels_(long lSessionID) {
       return;
     }
     const long lLevels = hierarchy::ReadLevelCount(*this, lSessionID);
-    const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID);
+    std::string sOrderBy, sGroupBy, sErrInfo;
+    SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
+    const bool bWorkTableOnly = hierarchy::LevelsReadWorkTableOnly(*this, sOrderBy);
+    const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID, bWorkTableOnly);
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
-      std::string sOrderBy, sGroupBy, sErrInfo;
-      SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
-      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy));
+      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy, bWorkTableOnly));
       if (lDatabaseType_ == eDBTOracle) {
         // The level table keeps the sort order; the copy numbers the rows.
         ExecuteWorkStatement_(hierarchy::OracleLevelCopySQL(*this, lSessionID));
@@ -347,14 +358,16 @@ enumQueryEngineError QuerySql::OrderLevelsForDB2_(long lSessionID) {
   enumQueryEngineError result = eQEENone;
   modMain::HandleAndLeave("QuerySql.OrderLevelsForDB2_", [&] {
     const long lLevels = hierarchy::ReadLevelCount(*this, lSessionID);
-    const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID);
     std::string sOrderBy, sGroupBy, sErrInfo;
     SortOrderToSQL(sOrderBy, sGroupBy, sErrInfo);
+    const bool bWorkTableOnly = hierarchy::LevelsReadWorkTableOnly(*this, sOrderBy);
+    const std::string sHead = hierarchy::LevelHeadSQL(*this, lSessionID, bWorkTableOnly);
     for (long lLevel = 1; lLevel <= lLevels; ++lLevel) {
       // The rows go through the engine one by one, so that DATAORDER follows
       // the order of the SELECT.
       std::shared_ptr<ResultSet> rs;
-      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy), &rs);
+      ExecuteWorkStatement_(hierarchy::LevelSQL(*this, sHead, lSessionID, lLevel, sOrderBy, sGroupBy, bWorkTableOnly),
+                            &rs);
       if (!rs) continue;
       while (!rs->AtEOF()) {
         ExecuteWorkStatement_(

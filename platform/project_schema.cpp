@@ -130,6 +130,10 @@ const std::vector<IndexDef>& Indexes() {
       {"VLIX_FIELDVALUES_REQ", "VLUSERDEFINEDFIELDVALUES", "REQUIREMENTID"},
       {"VLIX_ATTRIBUTES_TYPE", "VLATTRIBUTES", "REQUIREMENTTYPEID"},
       {"VLIX_DISCUSSIONS_ROOT", "VLDISCUSSIONS", "ROOTID"},
+      // The first messages of the threads, in key order: a discussion query
+      // reads them from here rather than every thread's messages through
+      // the project's list of threads, with or without statistics.
+      {"VLIX_DISCUSSIONS_PARENT", "VLDISCUSSIONS", "PARENTID"},
       {"VLIX_PROJECTDISCUSSIONS_PROJECT", "VLPROJECTDISCUSSIONS", "PROJECTID, DISCUSSIONID"},
       {"VLIX_PROJECTDISCUSSIONS_DISC", "VLPROJECTDISCUSSIONS", "DISCUSSIONID"},
       {"VLIX_DISCREQ_DISC", "VLDISCUSSIONREQUIREMENTS", "DISCUSSIONID"},
