@@ -8,10 +8,12 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "pg_fixture.h"
 #include "tool_process.h"
 
 namespace vlq::testing {
@@ -136,8 +138,7 @@ TEST(ToolUsage, WrongUsageGivesStatus2AndAMessage) {
       {"fetch", "p.vlp", "", "--discussions", "--documents"},
       {"demo", "d.vlp", "--requirements", "0"},
       {"fetch", "p.vlp", "", "--locale", "no-such-locale"},
-      {"fetch", "p.vlp", "", "--locale", "de-US"},                       // a tag, but no locale has data for it
-      {"fetch", "postgresql:///vlq?schema=p", "", "--format", "table"},  // readable formats read files
+      {"fetch", "p.vlp", "", "--locale", "de-US"},  // a tag, but no locale has data for it
   };
   for (const auto& args : cases) {
     std::string shown;
@@ -330,6 +331,47 @@ TEST_F(ToolDemo, FetchFindsWhatTheDataHolds) {
     const auto expected = db.Column(c.expected);
     EXPECT_FALSE(expected.empty()) << c.args[0];
     EXPECT_EQ(Lines(run.out), expected) << c.args[0];
+  }
+}
+
+// The readable formats read the server copy of a project as they read the
+// file: the same rows in the same order, and the same cells for NULLs, whole
+// and real numbers, dates, times and lists of several items.
+TEST_F(ToolDemo, ReadableFormatsReadAServerProjectAsTheFile) {
+  VLQ_REQUIRE_PG();
+  test::PgSchema server;
+  const ToolRun copy = RunVlquery({"copy", File(), server.Uri()});
+  ASSERT_EQ(copy.status, 0) << copy.err;
+  const std::string columns =
+      "Priority,Difficulty,Cost,Due Date,Last Run,Review Time,Start "
+      "Time,Platforms,Components,Source,Vendor,Version,identifier";
+  const std::vector<std::vector<std::string>> cases{
+      {"--format", "csv", "--columns", columns, "ReqType.Prefix(FEAT)"},
+      {"--format", "json", "--columns", columns, "ReqType.Prefix(TC) TC.Criteria(Steps > 10)"},
+      {"--format", "table", "--columns", columns, "ReqType.Prefix(PR)"},
+      {"--format", "tree", "ReqType.Prefix(SR) SR.Criteria(Risk > 8)"},
+      {"--format", "csv", "--columns", columns, "ReqType.Prefix(EXT.IF)"},  // keys of the external project
+      {"--format", "csv", "--discussions", "--user", "Eva Fischer", ""},
+      {"--format", "json", "--documents", ""},
+  };
+  std::string allFileOutput;
+  for (const auto& extra : cases) {
+    std::vector<std::string> onFile{"fetch", File()};
+    onFile.insert(onFile.end(), extra.begin(), extra.end());
+    std::vector<std::string> onServer{"fetch", server.Uri()};
+    onServer.insert(onServer.end(), extra.begin(), extra.end());
+    const ToolRun file = RunVlquery(onFile, "/dev/null", {"COLUMNS=400"});
+    const ToolRun served = RunVlquery(onServer, "/dev/null", {"COLUMNS=400"});
+    ASSERT_EQ(file.status, 0) << extra.back() << ": " << file.err;
+    EXPECT_EQ(served.status, 0) << extra.back() << ": " << served.err;
+    EXPECT_EQ(served.out, file.out) << extra.back();
+    allFileOutput += file.out;
+  }
+  // The comparison holds the kinds of cells it is meant to: a date, a time,
+  // a real number and a list of several items.
+  for (const char* pattern : {"\"20[0-9][0-9]-[01][0-9]-[0-3][0-9]\"", ",[0-9][0-9]:[0-5][0-9]:[0-5][0-9],",
+                              ",[0-9]+\\.[0-9]+,", "\"[A-Za-z ]+, [A-Za-z ]+\""}) {
+    EXPECT_TRUE(std::regex_search(allFileOutput, std::regex(pattern))) << pattern;
   }
 }
 

@@ -8,6 +8,7 @@
 #include "engine/query_engine.h"
 #include "model/query_def.h"
 #include "platform/project_location.h"
+#include "platform/store_project.h"
 #include "platform/store_project_manager.h"
 #include "services/failure.h"
 
@@ -64,7 +65,11 @@ enumQueryEngineError FetchForTool(const QueryRequest& request, std::string& sErr
   const enumQueryEngineError result = engine.Fetch(request.ReturnType, request.LookupType, opened.Opened,
                                                    request.Query, sErrorInfo, aResults, oQueryDef,
                                                    request.RetainHierarchy);
-  if (result == eQEENone) keysFile = KeysFileOf(request, oQueryDef.get());
+  if (result == eQEENone) {
+    const auto keysProject =
+        std::dynamic_pointer_cast<platform::StoreProject>(KeysProjectOf(opened.Opened, oQueryDef.get()));
+    keysFile = keysProject ? keysProject->Location() : request.File;
+  }
   return result;
 }
 
@@ -83,7 +88,7 @@ int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostr
                             oQueryDef, request.RetainHierarchy);
       if (result != eQEENone) return Refused(err, result, sErrorInfo);
       WarnOfUnreadText(engine, err);
-      WriteFetchResults(request, KeysFileOf(request, oQueryDef.get()), aResults, out);
+      WriteFetchResults(request, *KeysProjectOf(project, oQueryDef.get()), aResults, out);
       break;
     }
     case QueryCommand::Validate:

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "result_formats.h"
 
 namespace vlq {
+class Project;
 class QueryDef;
 }
 
@@ -44,19 +46,19 @@ struct QueryRequest {
 int RunQueryCommand(QueryCommand command, const QueryRequest& request, std::ostream& out, std::ostream& err);
 
 // Runs Fetch as `fetch` does; on success aResults holds what the engine gave
-// and keysFile the project file that its keys belong to (an external
-// project's for a query on one of its types).
+// and keysFile the location of the project that its keys belong to (an
+// external project's for a query on one of its types).
 enumQueryEngineError FetchForTool(const QueryRequest& request, std::string& sErrorInfo, Rows& aResults,
                                   std::filesystem::path& keysFile);
 
-// Writes the rows of a fetch in the request's format. A COUNT query prints
-// its count as it is, in every format. Defined in fetch_results.cpp.
-void WriteFetchResults(const QueryRequest& request, const std::filesystem::path& keysFile, const Rows& aResults,
-                       std::ostream& out);
+// Writes the rows of a fetch in the request's format, the readable ones
+// from keysProject, in either store. A COUNT query prints its count as it is,
+// in every format. Defined in fetch_results.cpp.
+void WriteFetchResults(const QueryRequest& request, Project& keysProject, const Rows& aResults, std::ostream& out);
 
-// The project file whose keys a query returns: the request's file, or that of
-// the external project that the query's base type belongs to.
-std::filesystem::path KeysFileOf(const QueryRequest& request, const QueryDef* oQueryDef);
+// The project whose keys a query returns: the queried project, or the
+// external project that the query's base type belongs to.
+std::shared_ptr<Project> KeysProjectOf(const std::shared_ptr<Project>& project, const QueryDef* oQueryDef);
 
 // What `build` prints of a query definition: its text by prefix, by key and by
 // GUID, one per line, then one line per expression that holds a build error.

@@ -1,20 +1,25 @@
 #pragma once
 // The readable form of a fetch: one row per key that the engine returned,
 // with the columns that the output formats show. The columns are read from
-// the project file by the keys (never by changing the engine's statement):
+// the project by the keys (never by changing the engine's statement), through
+// its DataServices, so that a project file and a project on a server give the
+// same table:
 //   requirements  key, tag (prefix and dotted number: PR2.1), type, name, and
 //                 the attribute values asked for by label; "identifier" is the
 //                 ReqIF identifier of an imported requirement
 //   discussions   key, subject
 //   documents     key, name
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/enums.h"
 #include "model/variant.h"
+
+namespace vlq {
+class Project;
+}
 
 namespace vlq::tools {
 
@@ -29,10 +34,11 @@ struct ResultTable {
   std::vector<int> Levels;
 };
 
-// Reads the rows for `keys` from `projectFile`. `columns` are attribute
-// labels (without regard to case) and "identifier"; a requirement whose type
-// has no attribute of that label gets no value there.
-ResultTable ReadResultTable(const std::filesystem::path& projectFile, const std::vector<Variant>& keys,
-                            enumQueryReturnTypes eReturnType, const std::vector<std::string>& columns);
+// Reads the rows for `keys` from `project`, the project that the keys belong
+// to, in batches of keys. `columns` are attribute labels (without regard to
+// case) and "identifier"; a requirement whose type has no attribute of that
+// label gets no value there. Throws Failure when the store does.
+ResultTable ReadResultTable(Project& project, const std::vector<Variant>& keys, enumQueryReturnTypes eReturnType,
+                            const std::vector<std::string>& columns);
 
 }  // namespace vlq::tools

@@ -196,13 +196,6 @@ bool MakeRequest(const QueryArgs& args, vlq::tools::QueryRequest& request) {
     request.Schema = args.schema.ends_with('.') ? args.schema : args.schema + ".";
   }
   request.Format = vlq::tools::ParseResultFormat(args.format).value_or(vlq::tools::ResultFormat::Keys);
-  // The readable formats look their columns up in a project file; a project
-  // on a server answers with its keys.
-  if (request.Format != vlq::tools::ResultFormat::Keys && vlq::platform::IsServerLocation(request.File)) {
-    std::cerr << "vlquery: --format " << args.format
-              << " reads project files only; a project on a server answers with --format keys\n";
-    return false;
-  }
   if (request.Format == vlq::tools::ResultFormat::Tree) request.RetainHierarchy = true;
   std::stringstream columns(args.columns);
   for (std::string column; std::getline(columns, column, ',');) {
