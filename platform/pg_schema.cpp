@@ -105,6 +105,11 @@ std::vector<std::string> PlanStructure(const Objects& objects, std::string_view 
                      std::string(column.Name) + " " + Declaration(column.Kind, textSchema, true));
     }
   }
+  for (std::string_view retired : schema::RetiredIndexes()) {
+    if (bIndexes && objects.count(std::string(retired))) {
+      plan.push_back("DROP INDEX IF EXISTS " + qualifier + std::string(retired));
+    }
+  }
   for (const schema::IndexDef& index : schema::Indexes()) {
     if (!bIndexes || objects.count(std::string(index.Name))) continue;
     auto table = objects.find(std::string(index.Table));

@@ -114,8 +114,11 @@ const std::vector<IndexDef>& Indexes() {
       // within the type: the planner needs no statistics to take it.
       {"VLIX_REQUIREMENTS_TYPE_TAG", "VLREQUIREMENTS", "REQUIREMENTTYPEID, LONGTAGNUMBER"},
       {"VLIX_REQUIREMENTS_TAG", "VLREQUIREMENTS", "LONGTAGNUMBER"},
-      {"VLIX_PROJECTREQUIREMENTS_PROJECT", "VLPROJECTREQUIREMENTS", "PROJECTID, REQUIREMENTID"},
-      {"VLIX_PROJECTREQUIREMENTS_REQ", "VLPROJECTREQUIREMENTS", "REQUIREMENTID"},
+      // A requirement's membership, by requirement first: a planner without
+      // statistics takes an index that starts with the project for a
+      // selective one and reads every member of the project, where a file
+      // holds one project and the requirement's type selects far better.
+      {"VLIX_PROJECTREQUIREMENTS_MEMBER", "VLPROJECTREQUIREMENTS", "REQUIREMENTID, PROJECTID"},
       {"VLIX_TORELATIONSHIPS_FROM", "VLTORELATIONSHIPS", "REQUIREMENTID, EXTERNALPROJECTID"},
       {"VLIX_TORELATIONSHIPS_TO", "VLTORELATIONSHIPS", "TOID, EXTERNALPROJECTTOID"},
       {"VLIX_PACKAGEELEMENTS_REQ", "VLPACKAGEELEMENTS", "REQUIREMENTID"},
@@ -159,6 +162,12 @@ const std::vector<IndexDef>& Indexes() {
       {"VLIX_HIERFINAL_ORDER", "VLHIERARCHYFINALORDERTEMP", "SESSIONID, ORDERTAG, REQUIREMENTID"},
   };
   return indexes;
+}
+
+const std::vector<std::string_view>& RetiredIndexes() {
+  static const std::vector<std::string_view> retired = {"VLIX_PROJECTREQUIREMENTS_PROJECT",
+                                                        "VLIX_PROJECTREQUIREMENTS_REQ"};
+  return retired;
 }
 
 const TableDef* FindTable(std::string_view name) {

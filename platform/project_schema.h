@@ -43,6 +43,9 @@ struct IndexDef {
 // the project service read, in an order in which they can be filled.
 const std::vector<TableDef>& Tables();
 const std::vector<IndexDef>& Indexes();
+// Indexes that projects made before had and that now mislead the planner:
+// removed where they are found, when the project is opened for writing.
+const std::vector<std::string_view>& RetiredIndexes();
 // The table of that name (compared without regard to case); nullptr for none.
 const TableDef* FindTable(std::string_view name);
 

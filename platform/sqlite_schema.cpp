@@ -120,6 +120,9 @@ std::vector<std::string> PlanStructure(const Objects& objects) {
                      Declaration(column.Kind, true));
     }
   }
+  for (std::string_view retired : schema::RetiredIndexes()) {
+    if (objects.count(std::string(retired))) plan.push_back("DROP INDEX IF EXISTS " + std::string(retired));
+  }
   for (const schema::IndexDef& index : schema::Indexes()) {
     if (objects.count(std::string(index.Name))) continue;
     if (objects.count(std::string(index.Table)) && !IsTable(objects, index.Table)) continue;

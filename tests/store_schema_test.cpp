@@ -155,9 +155,13 @@ TEST(StoreSchema, EnsureSchemaCompletesAPlainFileAndKeepsWhatIsThere) {
   const std::string file = (dir.Path() / "plain.vlp").string();
   sqlite3* db = nullptr;
   ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
-  // A users table of another shape, an attribute without a view, and one
-  // whose view exists with a definition of its own.
+  // A users table of another shape, an attribute without a view, one whose
+  // view exists with a definition of its own, and an index that misleads the
+  // planner.
   ASSERT_EQ(sqlite3_exec(db,
+                         "CREATE TABLE VLPROJECTREQUIREMENTS (PROJECTID INTEGER, REQUIREMENTID INTEGER);"
+                         "CREATE INDEX VLIX_PROJECTREQUIREMENTS_PROJECT ON VLPROJECTREQUIREMENTS (PROJECTID, "
+                         "REQUIREMENTID);"
                          "CREATE TABLE VLUSERS (ID INTEGER, FULLNAME TEXT, EXTRA TEXT);"
                          "INSERT INTO VLUSERS VALUES (3, 'Ann', 'kept');"
                          "CREATE TABLE VLATTRIBUTES (ID INTEGER, REQUIREMENTTYPEID INTEGER, LABEL TEXT, GUID TEXT, "
@@ -182,6 +186,7 @@ TEST(StoreSchema, EnsureSchemaCompletesAPlainFileAndKeepsWhatIsThere) {
             (std::vector<std::vector<std::string>>{{"3", "Ann", "kept"}}));
   EXPECT_NE(sql("VLREQUIREMENTS"), "");
   EXPECT_NE(sql("VLIX_TORELATIONSHIPS_TO"), "");
+  EXPECT_EQ(sql("VLIX_PROJECTREQUIREMENTS_PROJECT"), "");
   EXPECT_NE(sql("VLATTRVALUESVIEW_21"), "");
   EXPECT_NE(sql("VLATTRVALUESVIEW_22").find("3 AS ITEMRANK"), std::string::npos);
 
