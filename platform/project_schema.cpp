@@ -66,6 +66,9 @@ const std::vector<TableDef>& Tables() {
         {"STATE", kZero}}},
       {"VLPACKAGES", {{"ID", kKey}, {"NAME", kText}}},
       {"VLPACKAGEELEMENTS", {{"PACKAGEID", kInt}, {"REQUIREMENTID", kInt}}},
+      // The ReqIF IDENTIFIER of an imported requirement: shown beside the
+      // answers, written again on export, and carried along by a copy.
+      {"VLREQIFIDENTIFIERS", {{"REQUIREMENTID", kKey}, {"IDENTIFIER", kExact}}},
       // Discussions.
       {"VLDISCUSSIONS",
        {{"ID", kKey},

@@ -96,13 +96,6 @@ class ToolFormatsTest : public ToolReqifTest, public ::testing::WithParamInterfa
     server_ = std::make_unique<test::PgSchema>();
     const ToolRun copy = RunVlquery({"copy", project_, server_->Uri()});
     ASSERT_EQ(copy.status, 0) << copy.err;
-    // The copy moves the store's own tables; the ReqIF identifiers that the
-    // import keeps beside them go over by hand.
-    const std::string table = platform::PgQuoted(server_->Name()) + ".VLREQIFIDENTIFIERS";
-    server_->Exec("CREATE TABLE " + table + " (REQUIREMENTID bigint PRIMARY KEY, IDENTIFIER text)");
-    for (int key = 1; key <= 5; ++key) {
-      server_->Exec("INSERT INTO " + table + " VALUES ($1, $2)", {std::to_string(key), "o" + std::to_string(key - 1)});
-    }
     project_ = server_->Uri();
   }
 
