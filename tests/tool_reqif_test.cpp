@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -138,6 +139,22 @@ TEST_F(ToolReqifTest, ExportWritesValidReqif) {
   const ToolRun fromFile = RunVlquery({"export", project_, "--query-file", dir_ / "q.txt", dir_ / "all.reqif"});
   EXPECT_EQ(fromFile.status, 0) << fromFile.err;
   EXPECT_NE(fromFile.out.find(": 5 requirements"), std::string::npos) << fromFile.out;
+}
+
+// An export writes the same document from either store, but for the times
+// at which it was written.
+TEST_P(ToolFormatsTest, ExportWritesTheDocumentOfTheFile) {
+  const auto written = [&](const std::string& project, const std::string& name) {
+    const ToolRun run = RunVlquery({"export", project, "ReqType.Prefix(SR)", dir_ / name});
+    EXPECT_EQ(run.status, 0) << run.err;
+    std::ostringstream text;
+    text << std::ifstream(dir_ / name).rdbuf();
+    static const std::regex kTimes(R"((CREATION-TIME>|LAST-CHANGE=")[0-9T:.Z+-]+)");
+    return std::regex_replace(text.str(), kTimes, "$1");
+  };
+  const std::string fromFile = written(dir_ / "names.vlp", "file.reqif");
+  EXPECT_NE(fromFile.find("o3"), std::string::npos);
+  EXPECT_EQ(written(project_, "store.reqif"), fromFile);
 }
 
 TEST_P(ToolFormatsTest, KeysStayAsTheyWere) {

@@ -1,9 +1,13 @@
 #include "reqif_commands.h"
 
+#include <optional>
 #include <ostream>
 
+#include "platform/project_copy.h"
+#include "platform/project_location.h"
 #include "platform/reqif_exporter.h"
 #include "platform/reqif_importer.h"
+#include "scratch_dir.h"
 
 namespace vlq::tools {
 
@@ -59,6 +63,15 @@ int RunExport(const ExportRequest& request, std::ostream& out, std::ostream& err
   }
   platform::ReqifExportOptions options;
   options.Progress = request.Progress;
+  // The writer reads a project file: a project on a server is written from a
+  // copy of it in a file of its own, which keeps every key.
+  std::optional<ScratchDir> scratch;
+  if (platform::IsServerLocation(keysFile.string())) {
+    scratch.emplace();
+    const std::filesystem::path copy = scratch->Path() / "export.vlp";
+    platform::CopyProject(keysFile.string(), copy.string());
+    keysFile = copy;
+  }
   const platform::ReqifExportSummary s = platform::ReqifExporter::Export(keysFile, keys, request.Target, options);
   out << request.Target << ": " << s.Requirements << " requirements, " << s.Types << " requirement types, "
       << s.Attributes << " attributes, " << s.Traces << " traces, " << s.Documents << " documents\n";

@@ -1,41 +1,14 @@
 #include "store_commands.h"
 
-#include <stdlib.h>
-
 #include <filesystem>
 #include <ostream>
-#include <stdexcept>
 
 #include "platform/project_copy.h"
 #include "query_commands.h"
+#include "scratch_dir.h"
 #include "services/failure.h"
 
 namespace vlq::tools {
-namespace {
-
-// A directory of its own, removed with its contents at the end.
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vlquery_XXXXXX").string();
-    if (!::mkdtemp(pattern.data()))
-      throw Failure(kUnexpectedFailureNumber, "vlquery", "can't make a temporary directory");
-    path_ = pattern;
-  }
-  ~ScratchDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  const std::filesystem::path& Path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
-
-}  // namespace
-
 std::vector<std::string> MakeDemoOnServer(const std::string& location, const DemoOptions& options) {
   ScratchDir scratch;
   const DemoSummary summary = MakeDemoProject(scratch.Path() / "demo.vlp", options);
