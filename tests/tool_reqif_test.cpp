@@ -95,8 +95,11 @@ class ToolFormatsTest : public ToolReqifTest, public ::testing::WithParamInterfa
     if (HasFatalFailure() || GetParam() == Store::File) return;
     VLQ_REQUIRE_PG();
     server_ = std::make_unique<test::PgSchema>();
-    const ToolRun copy = RunVlquery({"copy", project_, server_->Uri()});
-    ASSERT_EQ(copy.status, 0) << copy.err;
+    // The same ReqIF file imported onto the server; a second import there is
+    // refused, as onto a file.
+    const ToolRun import = RunVlquery({"import", dir_ / "names.reqif", server_->Uri()});
+    ASSERT_EQ(import.status, 0) << import.err;
+    EXPECT_EQ(RunVlquery({"import", dir_ / "names.reqif", server_->Uri()}).status, 1);
     project_ = server_->Uri();
   }
 

@@ -7,7 +7,9 @@
 #include "platform/project_location.h"
 #include "platform/reqif_exporter.h"
 #include "platform/reqif_importer.h"
+#include "platform/sqlite_connection.h"
 #include "scratch_dir.h"
+#include "services/failure.h"
 
 namespace vlq::tools {
 
@@ -16,10 +18,31 @@ int RunImport(const ImportRequest& request, std::ostream& out, std::ostream& err
   options.Replace = request.Replace;
   options.SkipInvalidValues = request.SkipInvalidValues;
   options.Progress = request.Progress;
-  const platform::ReqifImportResult result = platform::ReqifImporter::Import(request.Source, request.Project, options);
+  // The reader writes a project file: a project for a server is made in a
+  // scratch file first and copied there whole (all or nothing).
+  std::optional<ScratchDir> scratch;
+  std::filesystem::path target = request.Project;
+  const bool toServer = platform::IsServerLocation(request.Project);
+  if (toServer) {
+    scratch.emplace();
+    target = scratch->Path() / "import.vlp";
+  }
+  const platform::ReqifImportResult result = platform::ReqifImporter::Import(request.Source, target, options);
   if (!result.Imported) {
     err << "error: " << result.sErrorInfo << '\n';
     return kExitRefused;
+  }
+  if (toServer) {
+    platform::CopyOptions copy;
+    copy.Replace = request.Replace;
+    try {
+      platform::CopyProject(target.string(), request.Project, copy);
+    } catch (const Failure& failure) {
+      // A project there already is a refusal, as for a file.
+      if (failure.Number() != platform::kFailureObjectExists) throw;
+      err << "error: " << failure.Description() << '\n';
+      return kExitRefused;
+    }
   }
   const platform::ReqifImportSummary& s = result.Summary;
   out << request.Project << ": project \"" << s.ProjectName << "\" (prefix " << s.ProjectPrefix << ")\n";
