@@ -8,7 +8,7 @@
 //
 //   vlq_scale_bench [--sizes 10000,100000] [--repeat 3] [--cache DIR]
 //                   [--only TEXT,TEXT] [--skip TEXT,TEXT] [--no-analyze]
-//                   [--store file|server] [--server URI]
+//                   [--store file|server] [--server URI] [--timeout SECONDS]
 //
 // The demo projects (vlquery demo, seed 1) are made once in the cache
 // directory (--cache, else $VLQ_BENCH_CACHE, else ./bench-cache) and reused.
@@ -29,7 +29,8 @@
 // measures and after ANALYZE (which takes a superuser; without one it copies
 // the project anew). The server's CPU time can't be seen from here: the goal
 // is judged on wall-clock time, the engine's CPU time in this process stands
-// beside it.
+// beside it. --timeout has the server end a statement that runs longer (both
+// sides'); a query whose side runs out is measured once, its keys unchecked.
 #include <sqlite3.h>
 #include <stdlib.h>
 #include <time.h>
@@ -72,6 +73,7 @@ struct Options {
   bool analyze = true;
   bool server = false;    // --store server
   std::string serverUri;  // --server: a server of one's own, else a throw-away one
+  int timeout = 0;        // --timeout: seconds a statement may run on the server; 0: no limit
 };
 
 Options Parse(int argc, char** argv) {
@@ -102,6 +104,8 @@ Options Parse(int argc, char** argv) {
       const std::string store = value();
       if (store != "file" && store != "server") throw std::runtime_error("--store takes file or server");
       o.server = store == "server";
+    } else if (a == "--timeout") {
+      o.timeout = std::max(0, std::stoi(value()));
     } else if (a == "--server") {
       o.serverUri = value();
       o.server = true;
@@ -109,7 +113,7 @@ Options Parse(int argc, char** argv) {
       throw std::runtime_error(
           "unknown option " + a +
           " (--sizes N,N --repeat N --cache DIR --only TEXT --skip TEXT --no-analyze --store file|server "
-          "--server URI)");
+          "--server URI --timeout SECONDS)");
     }
   }
   return o;
@@ -274,6 +278,7 @@ struct Row {
   bool analyzed;
   Time engine, idiomatic;
   double limit;
+  bool engineOut = false, idiomaticOut = false;  // ran out of --timeout
 };
 
 // Runs each chosen query through the engine and as the hand-written statement
@@ -300,8 +305,30 @@ bool MeasureQueries(const Options& o, long size, bool analyzed, const std::share
       }
       return keys;
     };
-    Keys mine = fetch();
-    Keys theirs = raw.Column(sql);
+    // A statement that the server ends at --timeout (SQLSTATE 57014) leaves
+    // its side unmeasured; the other side's one run stands, its keys unchecked.
+    Row row{q.name, size, analyzed, {}, {}, q.limit};
+    const auto once = [&](const std::function<Keys()>& run, Keys& keys, Time& time) {
+      try {
+        time = Measure([&] { keys = run(); });
+        return true;
+      } catch (const std::exception& e) {
+        if (!server || o.timeout == 0 || std::string(e.what()).find("57014") == std::string::npos) throw;
+        return false;
+      }
+    };
+    Keys mine, theirs;
+    Time first, firstIdiomatic;
+    row.engineOut = !once(fetch, mine, first);
+    row.idiomaticOut = !once([&] { return raw.Column(sql); }, theirs, firstIdiomatic);
+    if (row.engineOut || row.idiomaticOut) {
+      row.engine = first;
+      row.idiomatic = firstIdiomatic;
+      table.push_back(row);
+      std::fprintf(stderr, "%-34s %8ld %-3s %s\n", q.name, size, analyzed ? "yes" : "no",
+                   row.engineOut ? "the engine ran out of time" : "the statement ran out of time");
+      continue;
+    }
     if (!q.ordered) {
       std::sort(mine.begin(), mine.end());
       std::sort(theirs.begin(), theirs.end());
@@ -311,7 +338,6 @@ bool MeasureQueries(const Options& o, long size, bool analyzed, const std::share
                 << theirs.size() << "; they differ\n";
       return false;
     }
-    Row row{q.name, size, analyzed, {}, {}, q.limit};
     for (int i = 0; i < o.repeat; ++i) {
       row.engine.Best(Measure([&] { fetch(); }));
       row.idiomatic.Best(Measure([&] { raw.Column(sql); }));
@@ -457,9 +483,22 @@ void CopyDemo(const Options& o, long size, const vlq::platform::ServerLocation& 
             "vlq_scale_bench");
 }
 
+std::string Fixed(double value, int digits) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*f", digits, value);
+  return text;
+}
+
 int RunOnServer(const Options& o) {
   std::unique_ptr<ThrowAwayServer> own;
   if (o.serverUri.empty()) own = std::make_unique<ThrowAwayServer>();
+  if (o.timeout > 0) {
+    // libpq hands these to every connection of this process, the engine's too.
+    const char* options = std::getenv("PGOPTIONS");
+    const std::string all =
+        std::string(options ? options : "") + " -c statement_timeout=" + std::to_string(o.timeout * 1000);
+    setenv("PGOPTIONS", all.c_str(), 1);
+  }
   const vlq::platform::ServerLocation server = vlq::platform::ParseServerLocation(own ? own->Uri() : o.serverUri);
   std::vector<Row> table;
   for (long size : o.sizes) {
@@ -503,11 +542,18 @@ int RunOnServer(const Options& o) {
   // The server's CPU time is out of sight: the goal is judged on wall-clock time.
   std::printf("| Query | N | ANALYZE | engine ms | idiomatic PostgreSQL ms | ratio | engine client CPU ms | goal |\n");
   std::printf("|---|---:|---|---:|---:|---:|---:|---:|\n");
+  // A side that ran out of time counts as the limit: the ratio is a bound.
+  const double limitMs = o.timeout * 1000.0;
   for (const Row& r : table) {
-    const double ratio = r.engine.wall / std::max(r.idiomatic.wall, 0.01);
-    std::printf("| %s | %ld | %s | %.1f | %.1f | %.2f | %.1f | %s%.1f |\n", r.name.c_str(), r.size,
-                r.analyzed ? "yes" : "no", r.engine.wall, r.idiomatic.wall, ratio, r.engine.cpu,
-                ratio <= r.limit ? "" : "**over** ", r.limit);
+    const double engineMs = r.engineOut ? limitMs : r.engine.wall;
+    const double idiomaticMs = r.idiomaticOut ? limitMs : r.idiomatic.wall;
+    const double ratio = engineMs / std::max(idiomaticMs, 0.01);
+    const auto ms = [](bool out, double t) { return (out ? "> " : "") + Fixed(t, 1); };
+    const char* bound = r.engineOut ? "> " : r.idiomaticOut ? "< " : "";
+    std::printf("| %s | %ld | %s | %s | %s | %s%.2f | %s | %s%.1f |\n", r.name.c_str(), r.size,
+                r.analyzed ? "yes" : "no", ms(r.engineOut, engineMs).c_str(), ms(r.idiomaticOut, idiomaticMs).c_str(),
+                bound, ratio, r.engineOut ? "" : Fixed(r.engine.cpu, 1).c_str(),
+                ratio <= r.limit && !r.engineOut ? "" : "**over** ", r.limit);
   }
   return 0;
 }
