@@ -4,6 +4,13 @@
 // for the key of type PR, {A:SR.Priority} for that of an attribute,
 // {I:SR.Priority.High} for that of a list item; the base project is key 1.
 // limit: the ratio engine / statement that the benchmark aims at.
+//
+// idiomaticPg is the same for PostgreSQL, where it has to differ: a derived
+// table needs a name, a common table isn't a list for IN, a free value is
+// text that a number is read from, and the external project is the schema
+// {X}. Text columns there compare, sort and match LIKE without regard to
+// case, as in the file, so the LIKE and ORDER BY clauses carry over as they
+// are. nullptr: the SQLite statement runs there unchanged.
 #include <vector>
 
 namespace bench {
@@ -17,6 +24,7 @@ struct ScaleQuery {
   bool withAnalyze;   // measured again after ANALYZE
   double limit;
   const char* idiomatic;
+  const char* idiomaticPg = nullptr;
 };
 
 // A type's requirements in the base project.
@@ -25,6 +33,8 @@ struct ScaleQuery {
   "JOIN VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID AND p.PROJECTID = 1 "                     \
   "WHERE r.REQUIREMENTTYPEID = {T:" T "}"
 
+// The statements keep the layout of their clauses.
+// clang-format off
 inline const std::vector<ScaleQuery>& ScaleQueries() {
   static const std::vector<ScaleQuery> queries = {
       {"SR Priority = High", "ReqType.Prefix(SR) SR.Criteria(Priority = High)", false, false, true, true, 1.5,
@@ -38,6 +48,13 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "WITH RECURSIVE t(ID, TYPEID, TAG) AS ("
        "SELECT * FROM (" VLQ_BENCH_OF_TYPE("SR") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDLISTVALUES v "
        "WHERE v.REQUIREMENTID = r.ID AND v.FIELDID = {A:SR.Priority} AND v.LISTITEMID = {I:SR.Priority.High})) "
+       "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
+       "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
+       "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
+       "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG",
+       "WITH RECURSIVE t(ID, TYPEID, TAG) AS ("
+       "SELECT * FROM (" VLQ_BENCH_OF_TYPE("SR") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDLISTVALUES v "
+       "WHERE v.REQUIREMENTID = r.ID AND v.FIELDID = {A:SR.Priority} AND v.LISTITEMID = {I:SR.Priority.High})) h "
        "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
        "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
        "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
@@ -61,7 +78,22 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "WHERE t.TYPE = 0 AND w.DEPTH < 50) "
        "SELECT ID FROM base WHERE ID IN direct OR ID IN (SELECT w.ROOT FROM walk w WHERE w.PROJ = 0 AND w.ID IN "
        "direct AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS p WHERE p.REQUIREMENTID = w.ID AND p.PROJECTID = 1)) "
-       "ORDER BY TAG"},
+       "ORDER BY TAG",
+       "WITH RECURSIVE dest(ID) AS (SELECT ID FROM (" VLQ_BENCH_OF_TYPE("SR") " AND EXISTS (SELECT 1 FROM "
+       "VLUSERDEFINEDLISTVALUES v WHERE v.REQUIREMENTID = r.ID AND v.FIELDID = {A:SR.Priority} AND "
+       "v.LISTITEMID = {I:SR.Priority.High})) h), "
+       "direct(ID) AS (SELECT t.REQUIREMENTID FROM VLTORELATIONSHIPS t JOIN dest ON dest.ID = t.TOID "
+       "WHERE t.TYPE = 0 AND t.EXTERNALPROJECTID = 0 AND t.EXTERNALPROJECTTOID = 0), "
+       "base(ID, TAG) AS (SELECT ID, LONGTAGNUMBER FROM (" VLQ_BENCH_OF_TYPE("PR") ") b), "
+       "walk(ROOT, PROJ, ID, STATUS, DEPTH) AS ("
+       "SELECT t.REQUIREMENTID, t.EXTERNALPROJECTTOID, t.TOID, t.STATE, 1 FROM base JOIN VLTORELATIONSHIPS t "
+       "ON t.REQUIREMENTID = base.ID AND t.EXTERNALPROJECTID = 0 WHERE t.TYPE = 0 "
+       "UNION SELECT w.ROOT, t.EXTERNALPROJECTTOID, t.TOID, CASE WHEN w.STATUS = 1 THEN 1 ELSE t.STATE END, "
+       "w.DEPTH + 1 FROM walk w JOIN VLTORELATIONSHIPS t ON t.REQUIREMENTID = w.ID AND t.EXTERNALPROJECTID = w.PROJ "
+       "WHERE t.TYPE = 0 AND w.DEPTH < 50) "
+       "SELECT ID FROM base WHERE ID IN (SELECT ID FROM direct) OR ID IN (SELECT w.ROOT FROM walk w "
+       "WHERE w.PROJ = 0 AND w.ID IN (SELECT ID FROM direct) AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS p "
+       "WHERE p.REQUIREMENTID = w.ID AND p.PROJECTID = 1)) ORDER BY TAG"},
       {"PR Priority = High by name", "ReqType.Prefix(PR) PR.Criteria(Priority = High) PR.Sort(Name Order Asc)",
        false, false, true, true, 1.5,
        "SELECT r.ID FROM VLREQUIREMENTS r JOIN VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID AND p.PROJECTID = 1 "
@@ -74,7 +106,11 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "SELECT COUNT(*) FROM (" VLQ_BENCH_OF_TYPE("SR") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDLISTVALUES v "
        "WHERE v.REQUIREMENTID = r.ID AND v.FIELDID = {A:SR.Components} AND v.LISTITEMID IN "
        "({I:SR.Components.Security}, {I:SR.Components.Storage})) AND EXISTS (SELECT 1 FROM VLUSERDEFINEDFIELDVALUES f "
-       "WHERE f.REQUIREMENTID = r.ID AND f.FIELDID = {A:SR.Risk} AND f.FIELDVALUE >= 8))"},
+       "WHERE f.REQUIREMENTID = r.ID AND f.FIELDID = {A:SR.Risk} AND f.FIELDVALUE >= 8))",
+       "SELECT COUNT(*) FROM (" VLQ_BENCH_OF_TYPE("SR") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDLISTVALUES v "
+       "WHERE v.REQUIREMENTID = r.ID AND v.FIELDID = {A:SR.Components} AND v.LISTITEMID IN "
+       "({I:SR.Components.Security}, {I:SR.Components.Storage})) AND EXISTS (SELECT 1 FROM VLUSERDEFINEDFIELDVALUES f "
+       "WHERE f.REQUIREMENTID = r.ID AND f.FIELDID = {A:SR.Risk} AND CAST(f.FIELDVALUE AS numeric) >= 8)) h"},
       {"PR traced to FEAT, suspect", "ReqType.Prefix(PR) PR.RelCriteria(TRACED-TO In FEAT AND STATUS = \"SUSPECT\")",
        false, false, true, true, 1.5,
        "SELECT ID FROM (" VLQ_BENCH_OF_TYPE("PR") ") b WHERE EXISTS (SELECT 1 FROM VLTORELATIONSHIPS t "
@@ -90,6 +126,13 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
        "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
        "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
+       "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG",
+       "WITH RECURSIVE t(ID, TYPEID, TAG) AS ("
+       "SELECT * FROM (" VLQ_BENCH_OF_TYPE("FEAT") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDFIELDVALUES f "
+       "WHERE f.REQUIREMENTID = r.ID AND f.FIELDID = {A:FEAT.Difficulty} AND CAST(f.FIELDVALUE AS numeric) = 5)) h "
+       "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
+       "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
+       "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
        "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG"},
       // The whole project: its types in turn, names falling, then tags.
       {"Text Like %log%, by name falling",
@@ -97,7 +140,8 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "SELECT r.ID FROM VLREQUIREMENTS r JOIN VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID AND p.PROJECTID = 1 "
        "WHERE r.REQUIREMENTTEXT LIKE '%log%' "
        "ORDER BY r.REQUIREMENTTYPEID, r.REQUIREMENTNAME DESC, r.LONGTAGNUMBER"},
-      // The external project's file is attached as ext.
+      // The external project's file is attached as ext; on the server it is
+      // the schema beside the project's.
       {"EXT.PR Priority = High", "ReqType.Prefix(EXT.PR) EXT.PR.Criteria(Priority = High)", false, false, true, true,
        1.5,
        "SELECT r.ID FROM ext.VLREQUIREMENTS r JOIN ext.VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID "
@@ -105,6 +149,13 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "WHERE r.REQUIREMENTTYPEID = (SELECT ID FROM ext.VLREQUIREMENTTYPES WHERE PREFIX = 'PR') "
        "AND EXISTS (SELECT 1 FROM ext.VLUSERDEFINEDLISTVALUES v JOIN ext.VLATTRIBUTES a ON a.ID = v.FIELDID "
        "AND a.LABEL = 'Priority' AND a.REQUIREMENTTYPEID = r.REQUIREMENTTYPEID JOIN ext.VLUSERDEFINEDLISTITEMS i "
+       "ON i.FIELDID = v.FIELDID AND i.ITEMID = v.LISTITEMID AND i.ITEMTEXT = 'High' WHERE v.REQUIREMENTID = r.ID) "
+       "ORDER BY r.LONGTAGNUMBER",
+       "SELECT r.ID FROM {X}.VLREQUIREMENTS r JOIN {X}.VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID "
+       "AND p.PROJECTID = (SELECT ID FROM {X}.VLPROJECT) "
+       "WHERE r.REQUIREMENTTYPEID = (SELECT ID FROM {X}.VLREQUIREMENTTYPES WHERE PREFIX = 'PR') "
+       "AND EXISTS (SELECT 1 FROM {X}.VLUSERDEFINEDLISTVALUES v JOIN {X}.VLATTRIBUTES a ON a.ID = v.FIELDID "
+       "AND a.LABEL = 'Priority' AND a.REQUIREMENTTYPEID = r.REQUIREMENTTYPEID JOIN {X}.VLUSERDEFINEDLISTITEMS i "
        "ON i.FIELDID = v.FIELDID AND i.ITEMID = v.LISTITEMID AND i.ITEMTEXT = 'High' WHERE v.REQUIREMENTID = r.ID) "
        "ORDER BY r.LONGTAGNUMBER"},
       // Topics (no parent) of the project that the current user (key 1) may
@@ -121,6 +172,7 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
   };
   return queries;
 }
+// clang-format on
 
 #undef VLQ_BENCH_OF_TYPE
 
