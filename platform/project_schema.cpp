@@ -46,7 +46,9 @@ const std::vector<TableDef>& Tables() {
         {"REQUIREMENTNAME", kText},
         {"REQUIREMENTTEXT", kText},
         {"REQUIREMENTPREFIX", kText},
-        {"LONGTAGNUMBER", kText},
+        // Tag numbers are digits: compared exactly, so that a server's
+        // index serves a parent found by a leading part of a child's tag.
+        {"LONGTAGNUMBER", kExact},
         {"VERSIONNUMBER", kInt},
         {"VERSIONDATETIME", kDate},
         {"VERSIONREASON", kText},
@@ -90,17 +92,17 @@ const std::vector<TableDef>& Tables() {
        {{"ROOTID", kInt}, {"PROJECTID", kInt}, {"ID", kInt}, {"LVL", kInt}, {"SESSIONID", kInt}, {"STATUS", kInt}},
        true},
       {"VLTRACETABLEINDIR", {{"ID", kInt}, {"SESSIONID", kInt}}, true},
-      {"VLHIERARCHYTABLETEMP", {{"SESSIONID", kInt}, {"REQUIREMENTKEY", kInt}, {"LONGTAGNUMBER", kText}}, true},
+      {"VLHIERARCHYTABLETEMP", {{"SESSIONID", kInt}, {"REQUIREMENTKEY", kInt}, {"LONGTAGNUMBER", kExact}}, true},
       // DATAORDER numbers the rows in the order of insertion, also for an
       // INSERT ... SELECT ... ORDER BY: the tree order of a hierarchy rests on it.
       {"VLHIERARCHYORDEREDLEVELSTEMP",
        {{"DATAORDER", ColumnKind::InsertionOrder},
         {"SESSIONID", kInt},
         {"REQUIREMENTID", kInt},
-        {"LONGTAGNUMBER", kText}},
+        {"LONGTAGNUMBER", kExact}},
        true},
       {"VLHIERARCHYFINALORDERTEMP",
-       {{"SESSIONID", kInt}, {"REQUIREMENTID", kInt}, {"LONGTAGNUMBER", kText}, {"ORDERTAG", kText}},
+       {{"SESSIONID", kInt}, {"REQUIREMENTID", kInt}, {"LONGTAGNUMBER", kExact}, {"ORDERTAG", kExact}},
        true},
   };
   return tables;
