@@ -11,6 +11,7 @@
 #include <zip.h>
 
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -430,6 +431,58 @@ TEST(ReqifImport, LabelsAndTexts) {
   EXPECT_EQ(result.Summary.Renamed.size(), 2u);
   EXPECT_EQ(QueryLines(project, "SELECT REQUIREMENTTEXT FROM VLREQUIREMENTS"),
             std::vector<std::string>{"The system shall log every\nlogin\nlogout\ntoo\na\tb"});
+}
+
+// References in attribute values: names, identifiers and values read as they
+// were meant, whichever way a character was escaped. Identifiers are given in
+// attributes and in the text of references, and must meet.
+TEST(ReqifImport, ReferencesInAttributeValues) {
+  struct Case {
+    const char* written;
+    const char* read;
+  };
+  const Case cases[] = {
+      {"R&amp;D", "R&D"},
+      {"&lt;b&gt; &quot;q&quot; &apos;s&apos;", "<b> \"q\" 's'"},
+      {"a&#38;&amp;b&#x26;", "a&&b&"},
+      {"&amp;#38; &amp;amp;", "&#38; &amp;"},  // escaped references stay text
+      {"&#x41;&#169;&#x5927;&#10;x", "A\u00a9\u5927\nx"},
+      {"&amp;", "&"},
+  };
+  std::ostringstream defs;
+  std::ostringstream objects;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const std::string n = std::to_string(i);
+    defs << "<ATTRIBUTE-DEFINITION-STRING IDENTIFIER=\"a&amp;" << n << "\" LONG-NAME=\"" << n << " " << cases[i].written
+         << "\"><TYPE><DATATYPE-DEFINITION-STRING-REF>s</DATATYPE-DEFINITION-STRING-REF></TYPE>"
+         << "</ATTRIBUTE-DEFINITION-STRING>";
+    objects << "<SPEC-OBJECT IDENTIFIER=\"o&#38;" << n << "\"><TYPE><SPEC-OBJECT-TYPE-REF>t&amp;1"
+            << "</SPEC-OBJECT-TYPE-REF></TYPE><VALUES><ATTRIBUTE-VALUE-STRING THE-VALUE=\"" << cases[i].written
+            << "\"><DEFINITION><ATTRIBUTE-DEFINITION-STRING-REF>a&amp;" << n
+            << "</ATTRIBUTE-DEFINITION-STRING-REF></DEFINITION></ATTRIBUTE-VALUE-STRING></VALUES></SPEC-OBJECT>";
+  }
+  test::TempDir dir;
+  const auto source = dir.Path() / "r.reqif";
+  std::ofstream(source) << "<REQ-IF xmlns=\"http://www.omg.org/spec/ReqIF/20110401/reqif.xsd\"><CORE-CONTENT>"
+                           "<REQ-IF-CONTENT><DATATYPES><DATATYPE-DEFINITION-STRING IDENTIFIER=\"s\"/></DATATYPES>"
+                           "<SPEC-TYPES><SPEC-OBJECT-TYPE IDENTIFIER=\"t&amp;1\" LONG-NAME=\"Q&amp;A\">"
+                           "<SPEC-ATTRIBUTES>"
+                        << defs.str() << "</SPEC-ATTRIBUTES></SPEC-OBJECT-TYPE></SPEC-TYPES><SPEC-OBJECTS>"
+                        << objects.str() << "</SPEC-OBJECTS></REQ-IF-CONTENT></CORE-CONTENT></REQ-IF>";
+  const auto project = dir.Path() / "p.vlp";
+  const ReqifImportResult result = ReqifImporter::Import(source, project);
+  ASSERT_TRUE(result.Imported) << result.sErrorInfo;
+  EXPECT_TRUE(result.Summary.Skipped.empty());
+  EXPECT_EQ(QueryLines(project, "SELECT NAME FROM VLREQUIREMENTTYPES"), std::vector<std::string>{"Q&A"});
+  std::vector<std::string> expected;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    expected.push_back("o&" + std::to_string(i) + "|" + std::to_string(i) + " " + cases[i].read + "|" + cases[i].read);
+  }
+  EXPECT_EQ(QueryLines(project,
+                       "SELECT I.IDENTIFIER, A.LABEL, F.FIELDVALUE FROM VLUSERDEFINEDFIELDVALUES F JOIN "
+                       "VLATTRIBUTES A ON A.ID = F.FIELDID JOIN VLREQIFIDENTIFIERS I ON I.REQUIREMENTID = "
+                       "F.REQUIREMENTID ORDER BY A.ID"),
+            expected);
 }
 
 }  // namespace
