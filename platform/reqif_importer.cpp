@@ -159,13 +159,20 @@ class PlainText {
     pendingBreaks_ = 0;
   }
   void Text(std::string_view s) {
-    for (char c : s) {
-      if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+    // Word by word: a run of blanks is one pending space.
+    auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+    const char* at = s.data();
+    const char* const end = at + s.size();
+    while (at < end) {
+      if (blank(*at)) {
         pendingSpace_ = true;
+        ++at;
         continue;
       }
+      const char* const word = at;
+      while (at < end && !blank(*at)) ++at;
       Flush();
-      text_ += c;
+      text_.append(word, static_cast<std::size_t>(at - word));
     }
   }
   void Break() {

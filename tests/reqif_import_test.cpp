@@ -433,10 +433,10 @@ TEST(ReqifImport, LabelsAndTexts) {
             std::vector<std::string>{"The system shall log every\nlogin\nlogout\ntoo\na\tb"});
 }
 
-// References in attribute values: names, identifiers and values read as they
-// were meant, whichever way a character was escaped. Identifiers are given in
-// attributes and in the text of references, and must meet.
-TEST(ReqifImport, ReferencesInAttributeValues) {
+// References in attribute values and texts: names, identifiers and values read
+// as they were meant, whichever way a character was escaped. Identifiers are
+// given in attributes and in the text of references, and must meet.
+TEST(ReqifImport, ReferencesInValuesAndTexts) {
   struct Case {
     const char* written;
     const char* read;
@@ -459,21 +459,34 @@ TEST(ReqifImport, ReferencesInAttributeValues) {
     objects << "<SPEC-OBJECT IDENTIFIER=\"o&#38;" << n << "\"><TYPE><SPEC-OBJECT-TYPE-REF>t&amp;1"
             << "</SPEC-OBJECT-TYPE-REF></TYPE><VALUES><ATTRIBUTE-VALUE-STRING THE-VALUE=\"" << cases[i].written
             << "\"><DEFINITION><ATTRIBUTE-DEFINITION-STRING-REF>a&amp;" << n
-            << "</ATTRIBUTE-DEFINITION-STRING-REF></DEFINITION></ATTRIBUTE-VALUE-STRING></VALUES></SPEC-OBJECT>";
+            << "</ATTRIBUTE-DEFINITION-STRING-REF></DEFINITION></ATTRIBUTE-VALUE-STRING>";
+    // A text that the parser hands over in pieces, around each reference.
+    if (i == 0) {
+      objects << "<ATTRIBUTE-VALUE-XHTML><DEFINITION><ATTRIBUTE-DEFINITION-XHTML-REF>x</ATTRIBUTE-DEFINITION-XHTML-REF>"
+                 "</DEFINITION><THE-VALUE><xhtml:p>R&amp;D  &lt;b&gt;&#38;<![CDATA[<i> & ]]>co\n &#x41;</xhtml:p>"
+                 "</THE-VALUE></ATTRIBUTE-VALUE-XHTML>";
+    }
+    objects << "</VALUES></SPEC-OBJECT>";
   }
   test::TempDir dir;
   const auto source = dir.Path() / "r.reqif";
-  std::ofstream(source) << "<REQ-IF xmlns=\"http://www.omg.org/spec/ReqIF/20110401/reqif.xsd\"><CORE-CONTENT>"
-                           "<REQ-IF-CONTENT><DATATYPES><DATATYPE-DEFINITION-STRING IDENTIFIER=\"s\"/></DATATYPES>"
-                           "<SPEC-TYPES><SPEC-OBJECT-TYPE IDENTIFIER=\"t&amp;1\" LONG-NAME=\"Q&amp;A\">"
-                           "<SPEC-ATTRIBUTES>"
-                        << defs.str() << "</SPEC-ATTRIBUTES></SPEC-OBJECT-TYPE></SPEC-TYPES><SPEC-OBJECTS>"
-                        << objects.str() << "</SPEC-OBJECTS></REQ-IF-CONTENT></CORE-CONTENT></REQ-IF>";
+  std::ofstream(source)
+      << "<REQ-IF xmlns=\"http://www.omg.org/spec/ReqIF/20110401/reqif.xsd\" "
+         "xmlns:xhtml=\"http://www.w3.org/1999/xhtml\"><CORE-CONTENT><REQ-IF-CONTENT><DATATYPES>"
+         "<DATATYPE-DEFINITION-STRING IDENTIFIER=\"s\"/><DATATYPE-DEFINITION-XHTML IDENTIFIER=\"h\"/>"
+         "</DATATYPES><SPEC-TYPES><SPEC-OBJECT-TYPE IDENTIFIER=\"t&amp;1\" LONG-NAME=\"Q&amp;A\">"
+         "<SPEC-ATTRIBUTES><ATTRIBUTE-DEFINITION-XHTML IDENTIFIER=\"x\" LONG-NAME=\"ReqIF.Text\"><TYPE>"
+         "<DATATYPE-DEFINITION-XHTML-REF>h</DATATYPE-DEFINITION-XHTML-REF></TYPE>"
+         "</ATTRIBUTE-DEFINITION-XHTML>"
+      << defs.str() << "</SPEC-ATTRIBUTES></SPEC-OBJECT-TYPE></SPEC-TYPES><SPEC-OBJECTS>" << objects.str()
+      << "</SPEC-OBJECTS></REQ-IF-CONTENT></CORE-CONTENT></REQ-IF>";
   const auto project = dir.Path() / "p.vlp";
   const ReqifImportResult result = ReqifImporter::Import(source, project);
   ASSERT_TRUE(result.Imported) << result.sErrorInfo;
   EXPECT_TRUE(result.Summary.Skipped.empty());
   EXPECT_EQ(QueryLines(project, "SELECT NAME FROM VLREQUIREMENTTYPES"), std::vector<std::string>{"Q&A"});
+  EXPECT_EQ(QueryLines(project, "SELECT REQUIREMENTTEXT FROM VLREQUIREMENTS WHERE REQUIREMENTTEXT <> ''"),
+            std::vector<std::string>{"R&D <b>&<i> & co A"});
   std::vector<std::string> expected;
   for (std::size_t i = 0; i < std::size(cases); ++i) {
     expected.push_back("o&" + std::to_string(i) + "|" + std::to_string(i) + " " + cases[i].read + "|" + cases[i].read);
