@@ -468,8 +468,8 @@ class BulkWriter {
                 break;
               }
               case Kind::Text:
-                statement.Bind(i + 1, std::string_view(batch.text).substr(static_cast<std::size_t>(op.values[i]),
-                                                                          op.lengths[i]));
+                statement.BindInPlace(
+                    i + 1, std::string_view(batch.text).substr(static_cast<std::size_t>(op.values[i]), op.lengths[i]));
                 break;
               case Kind::Null: statement.BindNull(i + 1); break;
             }
@@ -1377,7 +1377,8 @@ void ImportRun::OpenStore(const std::filesystem::path& temporary) {
     // the load; the tag numbers and traces come at the end, in no order.
     reqif::BulkStatement list(db_,
                               "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL AND "
-                              "name IN ('VLIX_REQUIREMENTS_TAG', 'VLIX_TORELATIONSHIPS_FROM', 'VLIX_TORELATIONSHIPS_TO')",
+                              "name IN ('VLIX_REQUIREMENTS_TAG', 'VLIX_REQUIREMENTS_TYPE_TAG', "
+                              "'VLIX_TORELATIONSHIPS_FROM', 'VLIX_TORELATIONSHIPS_TO')",
                               kSource);
     while (list.Step()) indexes.push_back(list.Text(0));
   }
@@ -1584,10 +1585,12 @@ void ImportRun::Finish() {
       PendingRequirement& pending = pending_[key - 1];
       const ObjType& type = types_[static_cast<std::size_t>(keyType_[key - 1])];
       row.Bind(1, static_cast<std::int64_t>(key)).Bind(2, static_cast<std::int64_t>(type.Key));
-      row.Bind(3, std::string_view(pending.Name)).Bind(4, std::string_view(pending.Text));
+      // The texts stay put until the row is written: SQLite needn't copy them.
+      row.BindInPlace(3, pending.Name).BindInPlace(4, pending.Text);
       if (pending.Changed.empty()) row.BindNull(5);
-      else row.Bind(5, std::string_view(pending.Changed));
-      row.Bind(6, std::string_view(type.Prefix)).Bind(7, std::string_view(tags[key]));
+      else
+        row.BindInPlace(5, pending.Changed);
+      row.BindInPlace(6, type.Prefix).BindInPlace(7, tags[key]);
       row.Bind(8, static_cast<std::int64_t>(documents[key]));
       if (positions[key] > 0) row.Bind(9, static_cast<std::int64_t>(positions[key]));
       else row.BindNull(9);
