@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <zip.h>
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -202,6 +203,23 @@ TEST(ReqifImport, ArchiveImportsLikeItsFile) {
   ASSERT_TRUE(ReqifImporter::Import(archive, dir.Path() / "z.vlp").Imported);
   ASSERT_TRUE(ReqifImporter::Import(ReqifData("export-c-docs-as-code.reqif"), dir.Path() / "f.vlp").Imported);
   EXPECT_EQ(ProjectContent(dir.Path() / "z.vlp"), ProjectContent(dir.Path() / "f.vlp"));
+}
+
+// Indexes left out while the rows are loaded come back at the end: the
+// project has every index of a new one.
+TEST(ReqifImport, ProjectHasTheIndexesOfANewOne) {
+  test::TempDir dir;
+  ASSERT_TRUE(ReqifImporter::Import(ReqifData("reference-hierarchy.reqif"), dir.Path() / "p.vlp").Imported);
+  platform::NewProjectInfo info;
+  info.Key = 1;
+  info.Prefix = "PRJ";
+  info.Name = "Project";
+  platform::CreateProjectFile(dir.Path() / "n.vlp", info);
+  const std::string indexes = "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL ORDER BY name";
+  const std::vector<std::string> imported = QueryLines(dir.Path() / "p.vlp", indexes);
+  for (const std::string& index : QueryLines(dir.Path() / "n.vlp", indexes)) {
+    EXPECT_TRUE(std::binary_search(imported.begin(), imported.end(), index)) << index;
+  }
 }
 
 TEST(ReqifImport, ExistingProjectNeedsReplace) {
