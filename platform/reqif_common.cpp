@@ -342,6 +342,11 @@ BulkStatement& BulkStatement::Bind(int index, std::string_view value) {
   return *this;
 }
 
+BulkStatement& BulkStatement::BindInPlace(int index, std::string_view value) {
+  sqlite3_bind_text64(stmt_, index, value.data(), value.size(), SQLITE_STATIC, SQLITE_UTF8);
+  return *this;
+}
+
 BulkStatement& BulkStatement::BindNull(int index) {
   sqlite3_bind_null(stmt_, index);
   return *this;

@@ -103,6 +103,9 @@ class BulkStatement {
   BulkStatement& Bind(int index, std::int64_t value);
   BulkStatement& Bind(int index, double value);
   BulkStatement& Bind(int index, std::string_view value);
+  // A text that stays where it is until Run: SQLite reads it in place
+  // instead of copying it.
+  BulkStatement& BindInPlace(int index, std::string_view value);
   BulkStatement& BindNull(int index);
   // Runs a statement that returns no rows, then resets it.
   void Run();

@@ -1,6 +1,7 @@
 #include "platform/reqif_importer.h"
 
-#include <libxml/xmlreader.h>
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
 #include <sqlite3.h>
 #include <unistd.h>
 #include <zip.h>
@@ -8,18 +9,18 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <condition_variable>
-#include <deque>
-#include <exception>
-#include <mutex>
-#include <thread>
 #include <cmath>
+#include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <deque>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -158,13 +159,20 @@ class PlainText {
     pendingBreaks_ = 0;
   }
   void Text(std::string_view s) {
-    for (char c : s) {
-      if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+    // Word by word: a run of blanks is one pending space.
+    auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; };
+    const char* at = s.data();
+    const char* const end = at + s.size();
+    while (at < end) {
+      if (blank(*at)) {
         pendingSpace_ = true;
+        ++at;
         continue;
       }
+      const char* const word = at;
+      while (at < end && !blank(*at)) ++at;
       Flush();
-      text_ += c;
+      text_.append(word, static_cast<std::size_t>(at - word));
     }
   }
   void Break() {
@@ -460,8 +468,8 @@ class BulkWriter {
                 break;
               }
               case Kind::Text:
-                statement.Bind(i + 1, std::string_view(batch.text).substr(static_cast<std::size_t>(op.values[i]),
-                                                                          op.lengths[i]));
+                statement.BindInPlace(
+                    i + 1, std::string_view(batch.text).substr(static_cast<std::size_t>(op.values[i]), op.lengths[i]));
                 break;
               case Kind::Null: statement.BindNull(i + 1); break;
             }
@@ -500,18 +508,33 @@ class ImportRun {
 
  private:
   // Reading
-  void ReadDocument(xmlTextReaderPtr reader, const std::string& shownName);
-  // `interned` is the reader's one copy of the name (the same pointer for the
-  // same name), `name` its text.
-  void StartElement(xmlTextReaderPtr reader, const xmlChar* interned, std::string_view name);
+  void ReadDocument(InputStream& in, const std::string& shownName);
+  // The parser's callbacks. libxml2 is C: nothing may throw through it, so
+  // each keeps the first failure, stops the parser and leaves ReadDocument
+  // to throw it.
+  static void OnStartElement(void* run, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri,
+                             int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaulted,
+                             const xmlChar** attributes);
+  static void OnEndElement(void* run, const xmlChar* localname, const xmlChar* prefix, const xmlChar* uri);
+  static void OnCharacters(void* run, const xmlChar* text, int length);
+  static void OnDocumentType(void* run, const xmlChar* name, const xmlChar* externalId, const xmlChar* systemId);
+  static void OnEntityReference(void* run, const xmlChar* name);
+  static void OnError(void* run, xmlErrorPtr error);
+  template <typename Step>
+  void Guarded(Step&& step);
+  void KeepFailure(std::exception_ptr failure);
+  // `interned` is the parser's one copy of the name (the same pointer for the
+  // same name), `name` its text; the element's attributes are in attributes_.
+  void StartElement(const xmlChar* interned, std::string_view name, const xmlChar* uri);
   void EndElement();
   void OnText(std::string_view text);
+  int Line() const;
   [[noreturn]] void Fail(const std::string& what) const;
   // A value that breaks its data type: an error, or left out and counted
   // when the options say so.
   void Invalid(int line, const std::string& what);
-  std::string Attribute(xmlTextReaderPtr reader, const char* name) const;
-  bool AttributeInto(xmlTextReaderPtr reader, const char* name, std::string& out) const;
+  std::string Attribute(const char* name) const;
+  bool AttributeInto(const char* name, std::string& out) const;
   Tag Parent(std::size_t up = 1) const {
     return stack_.size() > up ? stack_[stack_.size() - 1 - up] : Tag::Other;
   }
@@ -524,7 +547,7 @@ class ImportRun {
   void EndObject();
   void EndDocument();
   void EndRef();
-  void ToolDirective(xmlTextReaderPtr reader, std::string_view name);
+  void ToolDirective(std::string_view name, const xmlChar* uri);
 
   // Writing
   void OpenStore(const std::filesystem::path& temporary);
@@ -544,7 +567,15 @@ class ImportRun {
 
   // Reading state
   std::string shownName_;
-  xmlTextReaderPtr reader_ = nullptr;
+  xmlParserCtxtPtr parser_ = nullptr;
+  std::exception_ptr failure_;  // the first failure of a callback
+  std::string xmlError_;        // or the first error of the parser, at xmlErrorLine_
+  int xmlErrorLine_ = 0;
+  bool sawRoot_ = false;
+  // The attributes of the element being started: five pointers each (local
+  // name, prefix, namespace, value, end of value), valid during the callback.
+  const xmlChar** attributes_ = nullptr;
+  int attributeCount_ = 0;
   std::vector<Tag> stack_;
   std::vector<Kind> kinds_;  // the kind of each open element, beside stack_
   bool collecting_ = false;
@@ -552,8 +583,8 @@ class ImportRun {
   int xhtmlDepth_ = 0;  // > 0 inside the THE-VALUE of an XHTML value
   PlainText plain_;
   bool inTitle_ = false;
-  // The meaning of each name the reader has given, by the pointer of the
-  // reader's one copy of it: a small table looked into first, the map behind.
+  // The meaning of each name the parser has given, by the pointer of the
+  // parser's one copy of it: a small table looked into first, the map behind.
   struct TagSlot {
     const xmlChar* name = nullptr;
     TagInfo info;
@@ -634,112 +665,149 @@ class ImportRun {
 
 // ---- Reading ------------------------------------------------------------------------------
 
-// The line of the reader's current node: where the element starts.
-int NodeLine(xmlTextReaderPtr reader) {
-  xmlNodePtr node = reader ? xmlTextReaderCurrentNode(reader) : nullptr;
-  if (node) {
-    const long line = xmlGetLineNo(node);
-    if (line > 0) return static_cast<int>(line);
-  }
-  return reader ? xmlTextReaderGetParserLineNumber(reader) : 0;
-}
+// The line the parser has reached; while a start tag is handed over, the line
+// where the tag ends.
+int ImportRun::Line() const { return parser_ ? xmlSAX2GetLineNumber(parser_) : 0; }
 
 void ImportRun::Fail(const std::string& what) const {
-  const int line = NodeLine(reader_);
-  throw ReadError{shownName_ + ":" + std::to_string(line) + ": " + what};
+  throw ReadError{shownName_ + ":" + std::to_string(Line()) + ": " + what};
 }
 
-std::string ImportRun::Attribute(xmlTextReaderPtr reader, const char* name) const {
+std::string ImportRun::Attribute(const char* name) const {
   std::string text;
-  AttributeInto(reader, name, text);
+  AttributeInto(name, text);
   return text;
 }
 
-bool ImportRun::AttributeInto(xmlTextReaderPtr reader, const char* name, std::string& out) const {
-  // The reader's own copy of the value, without a copy of ours in between.
+bool ImportRun::AttributeInto(const char* name, std::string& out) const {
   out.clear();
-  if (xmlTextReaderMoveToAttribute(reader, BAD_CAST name) != 1) return false;
-  const auto* value = reinterpret_cast<const char*>(xmlTextReaderConstValue(reader));
-  if (value) out.assign(value);
-  xmlTextReaderMoveToElement(reader);
-  return true;
+  for (int i = 0; i < attributeCount_; ++i) {
+    const xmlChar* const* attribute = attributes_ + 5 * static_cast<std::ptrdiff_t>(i);
+    if (attribute[1] || std::strcmp(reinterpret_cast<const char*>(attribute[0]), name) != 0) continue;
+    const auto* value = reinterpret_cast<const char*>(attribute[3]);
+    std::string_view rest(value, static_cast<std::size_t>(attribute[4] - attribute[3]));
+    // The parser decodes every reference in a value but the ampersand, which
+    // it hands over as "&#38;" (for a tree builder to decode later).
+    for (;;) {
+      const std::size_t amp = rest.find('&');
+      out.append(rest.substr(0, amp));
+      if (amp == std::string_view::npos) break;
+      out += '&';
+      rest.remove_prefix(amp + (rest.substr(amp).starts_with("&#38;") ? 5 : 1));
+    }
+    return true;
+  }
+  return false;
 }
 
-struct ErrorCapture {
-  std::string message;
-  int line = 0;
-};
+void ImportRun::KeepFailure(std::exception_ptr failure) {
+  failure_ = std::move(failure);
+  xmlStopParser(parser_);
+}
 
-void CaptureError(void* context, xmlErrorPtr error) {
-  auto* capture = static_cast<ErrorCapture*>(context);
-  if (!error || error->level < XML_ERR_ERROR || !capture->message.empty()) return;
+template <typename Step>
+void ImportRun::Guarded(Step&& step) {
+  if (failure_ || !xmlError_.empty()) return;
+  try {
+    step();
+  } catch (...) {
+    KeepFailure(std::current_exception());
+  }
+}
+
+void ImportRun::OnStartElement(void* run, const xmlChar* localname, const xmlChar*, const xmlChar* uri, int,
+                               const xmlChar**, int attributeCount, int, const xmlChar** attributes) {
+  auto* self = static_cast<ImportRun*>(run);
+  self->Guarded([&] {
+    // The parser keeps one copy of each name, so the pointer finds the name's
+    // meaning again without hashing it.
+    const std::string_view name(reinterpret_cast<const char*>(localname));
+    if (!self->sawRoot_) {
+      if (name != "REQ-IF") {
+        self->Fail("not a ReqIF file: the root element is <" + std::string(name) + ">, not <REQ-IF>");
+      }
+      self->sawRoot_ = true;
+    }
+    self->attributes_ = attributes;
+    self->attributeCount_ = attributeCount;
+    self->StartElement(localname, name, uri);
+  });
+  self->attributes_ = nullptr;
+  self->attributeCount_ = 0;
+}
+
+void ImportRun::OnEndElement(void* run, const xmlChar*, const xmlChar*, const xmlChar*) {
+  auto* self = static_cast<ImportRun*>(run);
+  self->Guarded([self] { self->EndElement(); });
+}
+
+void ImportRun::OnCharacters(void* run, const xmlChar* text, int length) {
+  auto* self = static_cast<ImportRun*>(run);
+  if (self->xhtmlDepth_ == 0 && !self->collecting_ && !self->inTitle_) return;
+  self->Guarded([&] { self->OnText({reinterpret_cast<const char*>(text), static_cast<std::size_t>(length)}); });
+}
+
+// ReqIF has no document type; one here could only declare entities, which are
+// refused rather than expanded or fetched.
+void ImportRun::OnDocumentType(void* run, const xmlChar*, const xmlChar*, const xmlChar*) {
+  auto* self = static_cast<ImportRun*>(run);
+  self->Guarded([self] { self->Fail("document type declarations (<!DOCTYPE ...>) are not accepted in ReqIF files"); });
+}
+
+void ImportRun::OnEntityReference(void* run, const xmlChar*) {
+  auto* self = static_cast<ImportRun*>(run);
+  self->Guarded([self] { self->Fail("entity references are not accepted in ReqIF files"); });
+}
+
+void ImportRun::OnError(void* run, xmlErrorPtr error) {
+  auto* self = static_cast<ImportRun*>(run);
+  if (!error || error->level < XML_ERR_ERROR || self->failure_ || !self->xmlError_.empty()) return;
   std::string message = error->message ? error->message : "unreadable XML";
   while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) message.pop_back();
-  capture->message = message;
-  capture->line = error->line;
+  self->xmlError_ = message.empty() ? "the file is not well-formed XML" : message;
+  self->xmlErrorLine_ = error->line;
+  xmlStopParser(self->parser_);
 }
 
-void ImportRun::ReadDocument(xmlTextReaderPtr reader, const std::string& shownName) {
+void ImportRun::ReadDocument(InputStream& in, const std::string& shownName) {
   shownName_ = shownName;
-  reader_ = reader;
-  ErrorCapture capture;
-  xmlTextReaderSetStructuredErrorHandler(reader, CaptureError, &capture);
   stack_.clear();
   kinds_.clear();
-  // The name pointers belong to this reader: another one may use them again.
+  // The name pointers belong to this parser: another one may use them again.
   tagCache_.clear();
   tagSlots_.fill({});
-  bool sawRoot = false;
-  for (;;) {
-    const int rc = xmlTextReaderRead(reader);
-    if (rc == 0) break;
-    if (rc < 0 || !capture.message.empty()) {
-      const std::string what = capture.message.empty() ? "the file is not well-formed XML" : capture.message;
-      throw ReadError{shownName_ + ":" + std::to_string(capture.line > 0 ? capture.line
-                                                                          : xmlTextReaderGetParserLineNumber(reader)) +
-                      ": " + what};
+  failure_ = nullptr;
+  xmlError_.clear();
+  xmlErrorLine_ = 0;
+  sawRoot_ = false;
+
+  xmlSAXHandler sax{};
+  sax.initialized = XML_SAX2_MAGIC;
+  sax.startElementNs = OnStartElement;
+  sax.endElementNs = OnEndElement;
+  sax.characters = OnCharacters;
+  sax.ignorableWhitespace = OnCharacters;
+  sax.cdataBlock = OnCharacters;
+  sax.internalSubset = OnDocumentType;
+  sax.reference = OnEntityReference;
+  sax.serror = OnError;
+  parser_ = xmlCreateIOParserCtxt(&sax, this, ReadInput, CloseInput, &in, XML_CHAR_ENCODING_NONE);
+  if (!parser_) throw Failure(kUnexpectedFailureNumber, kSource, "libxml2 can't make a parser");
+  struct ParserGuard {
+    ImportRun& run;
+    ~ParserGuard() {
+      xmlFreeParserCtxt(run.parser_);
+      run.parser_ = nullptr;
     }
-    switch (xmlTextReaderNodeType(reader)) {
-      case XML_READER_TYPE_ELEMENT: {
-        // The node's own name: the parser keeps one copy of each name, so the
-        // pointer finds the name's meaning again without hashing it.
-        const xmlNode* node = xmlTextReaderCurrentNode(reader);
-        const auto* local = reinterpret_cast<const char*>(
-            node && node->name ? node->name : xmlTextReaderConstLocalName(reader));
-        const std::string_view name(local ? local : "");
-        if (!sawRoot) {
-          if (name != "REQ-IF") Fail("not a ReqIF file: the root element is <" + std::string(name) + ">, not <REQ-IF>");
-          sawRoot = true;
-        }
-        const bool empty = xmlTextReaderIsEmptyElement(reader) == 1;
-        StartElement(reader, reinterpret_cast<const xmlChar*>(local), name);
-        if (empty) EndElement();
-        break;
-      }
-      case XML_READER_TYPE_END_ELEMENT:
-        EndElement();
-        break;
-      case XML_READER_TYPE_TEXT:
-      case XML_READER_TYPE_CDATA:
-      case XML_READER_TYPE_WHITESPACE:
-      case XML_READER_TYPE_SIGNIFICANT_WHITESPACE: {
-        if (xhtmlDepth_ == 0 && !collecting_ && !inTitle_) break;
-        const auto* value = reinterpret_cast<const char*>(xmlTextReaderConstValue(reader));
-        if (value) OnText(value);
-        break;
-      }
-      case XML_READER_TYPE_DOCUMENT_TYPE:
-        // ReqIF has no document type; one here could only declare entities,
-        // which are refused rather than expanded or fetched.
-        Fail("document type declarations (<!DOCTYPE ...>) are not accepted in ReqIF files");
-      case XML_READER_TYPE_ENTITY_REFERENCE:
-        Fail("entity references are not accepted in ReqIF files");
-      default:
-        break;
-    }
+  } guard{*this};
+  xmlCtxtUseOptions(parser_, XML_PARSE_NONET | XML_PARSE_COMPACT | XML_PARSE_BIG_LINES);
+  const int rc = xmlParseDocument(parser_);
+  if (failure_) std::rethrow_exception(failure_);
+  if (!xmlError_.empty() || rc != 0 || !parser_->wellFormed) {
+    const std::string what = xmlError_.empty() ? "the file is not well-formed XML" : xmlError_;
+    throw ReadError{shownName_ + ":" + std::to_string(xmlErrorLine_ > 0 ? xmlErrorLine_ : Line()) + ": " + what};
   }
-  if (!sawRoot) Fail("the file holds no XML element");
-  reader_ = nullptr;
+  if (!sawRoot_) Fail("the file holds no XML element");
 }
 
 void ImportRun::OnText(std::string_view text) {
@@ -750,7 +818,7 @@ void ImportRun::OnText(std::string_view text) {
   }
 }
 
-void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, std::string_view name) {
+void ImportRun::StartElement(const xmlChar* interned, std::string_view name, const xmlChar* uri) {
   if (xhtmlDepth_ > 0) {
     // Inside an XHTML value: every element is markup of the text.
     ++xhtmlDepth_;
@@ -763,7 +831,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
     else if (block) plain_.Break();
     return;
   }
-  // The reader keeps one copy of every name: the pointer finds it again.
+  // The parser keeps one copy of every name: the pointer finds it again.
   TagSlot& slot = tagSlots_[(reinterpret_cast<std::uintptr_t>(interned) >> 3) & 255];
   if (slot.name != interned) {
     auto cached = tagCache_.find(interned);
@@ -777,7 +845,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
 
   switch (info.tag) {
     case Tag::ReqIfHeader:
-      projectIdentifier_ = Attribute(reader, "IDENTIFIER");
+      projectIdentifier_ = Attribute("IDENTIFIER");
       break;
     case Tag::Title:
       if (parent == Tag::ReqIfHeader) {
@@ -786,7 +854,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       }
       break;
     case Tag::DatatypeDefinition: {
-      const std::string id = Attribute(reader, "IDENTIFIER");
+      const std::string id = Attribute("IDENTIFIER");
       curDatatype_ = static_cast<int>(datatypes_.size());
       datatypes_.push_back({info.kind, {}});
       if (!id.empty()) datatypeById_.emplace(id, curDatatype_);
@@ -794,7 +862,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
     }
     case Tag::EnumValue:
       if (curDatatype_ >= 0) {
-        curEnumValue_ = EnumItem{Attribute(reader, "IDENTIFIER"), Attribute(reader, "LONG-NAME")};
+        curEnumValue_ = EnumItem{Attribute("IDENTIFIER"), Attribute("LONG-NAME")};
         if (curEnumValue_->Text.empty()) curEnumValue_->Text = curEnumValue_->Identifier;
       }
       break;
@@ -803,20 +871,20 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       inType_ = true;
       curTypeIsObjectType_ = info.tag == Tag::ObjectType;
       curType_ = ObjType{};
-      curType_.Identifier = Attribute(reader, "IDENTIFIER");
-      curType_.Name = text::Trim(Attribute(reader, "LONG-NAME"));
+      curType_.Identifier = Attribute("IDENTIFIER");
+      curType_.Name = text::Trim(Attribute("LONG-NAME"));
       if (curType_.Name.empty()) curType_.Name = curType_.Identifier;
       curTypeAttrs_.clear();
       break;
     case Tag::AttributeDefinition: {
       if (!inType_) break;
       AttrDef attr;
-      attr.Identifier = Attribute(reader, "IDENTIFIER");
-      attr.Label = text::Trim(Attribute(reader, "LONG-NAME"));
+      attr.Identifier = Attribute("IDENTIFIER");
+      attr.Label = text::Trim(Attribute("LONG-NAME"));
       if (attr.Label.empty()) attr.Label = attr.Identifier;
       attr.kind = info.kind;
-      attr.Multi = Attribute(reader, "MULTI-VALUED") == "true";
-      attr.Line = NodeLine(reader);
+      attr.Multi = Attribute("MULTI-VALUED") == "true";
+      attr.Line = Line();
       curAttr_ = static_cast<int>(attrs_.size());
       attrs_.push_back(std::move(attr));
       break;
@@ -828,9 +896,9 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       value.Attr = -1;
       value.DefinitionRef.clear();
       value.EnumRefs.clear();
-      value.Line = NodeLine(reader);
-      value.HasText = info.kind != Kind::Xhtml && info.kind != Kind::Enumeration &&
-                      AttributeInto(reader, "THE-VALUE", value.Text);
+      value.Line = Line();
+      value.HasText =
+          info.kind != Kind::Xhtml && info.kind != Kind::Enumeration && AttributeInto("THE-VALUE", value.Text);
       if (!value.HasText) value.Text.clear();
       break;
     }
@@ -842,11 +910,11 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       break;
     case Tag::ReqObject:
       inObject_ = true;
-      AttributeInto(reader, "IDENTIFIER", objIdentifier_);
-      AttributeInto(reader, "LAST-CHANGE", objLastChange_);
+      AttributeInto("IDENTIFIER", objIdentifier_);
+      AttributeInto("LAST-CHANGE", objLastChange_);
       objTypeRef_.clear();
       objValueCount_ = 0;
-      objLine_ = NodeLine(reader);
+      objLine_ = Line();
       break;
     case Tag::Relation:
       inRelation_ = true;
@@ -854,14 +922,13 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       break;
     case Tag::Document:
       curDocument_ = static_cast<int>(documents_.size());
-      documents_.push_back({Attribute(reader, "IDENTIFIER"), text::Trim(Attribute(reader, "LONG-NAME")), 0});
+      documents_.push_back({Attribute("IDENTIFIER"), text::Trim(Attribute("LONG-NAME")), 0});
       documentName_.clear();
       hierStack_.clear();
       break;
     case Tag::Hierarchy:
       if (curDocument_ >= 0) {
-        nodes_.push_back({hierStack_.empty() ? -1 : hierStack_.back(), curDocument_, {},
-                          NodeLine(reader)});
+        nodes_.push_back({hierStack_.empty() ? -1 : hierStack_.back(), curDocument_, {}, Line()});
         hierStack_.push_back(static_cast<int>(nodes_.size()) - 1);
       }
       break;
@@ -871,7 +938,7 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
       break;
     case Tag::Other:
       if (parent == Tag::ToolExtension || (stack_.size() > 2 && stack_[stack_.size() - 3] == Tag::ToolExtension)) {
-        ToolDirective(reader, name);
+        ToolDirective(name, uri);
       }
       break;
     default:
@@ -879,16 +946,16 @@ void ImportRun::StartElement(xmlTextReaderPtr reader, const xmlChar* interned, s
   }
 }
 
-void ImportRun::ToolDirective(xmlTextReaderPtr reader, std::string_view name) {
-  const auto* ns = reinterpret_cast<const char*>(xmlTextReaderConstNamespaceUri(reader));
+void ImportRun::ToolDirective(std::string_view name, const xmlChar* uri) {
+  const auto* ns = reinterpret_cast<const char*>(uri);
   if (!ns || std::string_view(ns) != kExtensionNamespace) return;
   if (name == "REQUIREMENT-TYPE") {
-    const std::string typeRef = Attribute(reader, "SPEC-OBJECT-TYPE");
+    const std::string typeRef = Attribute("SPEC-OBJECT-TYPE");
     if (auto it = typeById_.find(typeRef); it != typeById_.end()) {
-      types_[static_cast<std::size_t>(it->second)].PrefixWanted = text::Upper(Attribute(reader, "PREFIX"));
+      types_[static_cast<std::size_t>(it->second)].PrefixWanted = text::Upper(Attribute("PREFIX"));
     }
   } else if (name == "TIME-OF-DAY") {
-    timeAttrs_.push_back(Attribute(reader, "ATTRIBUTE-DEFINITION"));
+    timeAttrs_.push_back(Attribute("ATTRIBUTE-DEFINITION"));
   }
 }
 
@@ -1310,7 +1377,8 @@ void ImportRun::OpenStore(const std::filesystem::path& temporary) {
     // the load; the tag numbers and traces come at the end, in no order.
     reqif::BulkStatement list(db_,
                               "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL AND "
-                              "name IN ('VLIX_REQUIREMENTS_TAG', 'VLIX_TORELATIONSHIPS_FROM', 'VLIX_TORELATIONSHIPS_TO')",
+                              "name IN ('VLIX_REQUIREMENTS_TAG', 'VLIX_REQUIREMENTS_TYPE_TAG', "
+                              "'VLIX_TORELATIONSHIPS_FROM', 'VLIX_TORELATIONSHIPS_TO')",
                               kSource);
     while (list.Step()) indexes.push_back(list.Text(0));
   }
@@ -1517,10 +1585,12 @@ void ImportRun::Finish() {
       PendingRequirement& pending = pending_[key - 1];
       const ObjType& type = types_[static_cast<std::size_t>(keyType_[key - 1])];
       row.Bind(1, static_cast<std::int64_t>(key)).Bind(2, static_cast<std::int64_t>(type.Key));
-      row.Bind(3, std::string_view(pending.Name)).Bind(4, std::string_view(pending.Text));
+      // The texts stay put until the row is written: SQLite needn't copy them.
+      row.BindInPlace(3, pending.Name).BindInPlace(4, pending.Text);
       if (pending.Changed.empty()) row.BindNull(5);
-      else row.Bind(5, std::string_view(pending.Changed));
-      row.Bind(6, std::string_view(type.Prefix)).Bind(7, std::string_view(tags[key]));
+      else
+        row.BindInPlace(5, pending.Changed);
+      row.BindInPlace(6, type.Prefix).BindInPlace(7, tags[key]);
       row.Bind(8, static_cast<std::int64_t>(documents[key]));
       if (positions[key] > 0) row.Bind(9, static_cast<std::int64_t>(positions[key]));
       else row.BindNull(9);
@@ -1619,17 +1689,12 @@ ReqifImportSummary ImportRun::Run(const std::filesystem::path& temporary) {
     shownStep = step;
     options_.Progress("reading", consumed, total);
   };
-  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_COMPACT | XML_PARSE_BIG_LINES;
 
   if (!isZip) {
     std::error_code ec;
     total = static_cast<long long>(std::filesystem::file_size(source_, ec));
     InputStream in{file, nullptr, &consumed, tick};
-    xmlTextReaderPtr reader =
-        xmlReaderForIO(ReadInput, CloseInput, &in, source_.string().c_str(), nullptr, kOptions);
-    if (!reader) throw Failure(kUnexpectedFailureNumber, kSource, "libxml2 can't make a reader");
-    std::unique_ptr<xmlTextReader, void (*)(xmlTextReaderPtr)> readerGuard(reader, xmlFreeTextReader);
-    ReadDocument(reader, source_.string());
+    ReadDocument(in, source_.string());
   } else {
     closer.reset();
     int zipError = 0;
@@ -1662,11 +1727,7 @@ ReqifImportSummary ImportRun::Run(const std::filesystem::path& temporary) {
       }
       std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> entryGuard(entry, zip_fclose);
       InputStream in{nullptr, entry, &consumed, tick};
-      const std::string shown = source_.string() + ":" + name;
-      xmlTextReaderPtr reader = xmlReaderForIO(ReadInput, CloseInput, &in, shown.c_str(), nullptr, kOptions);
-      if (!reader) throw Failure(kUnexpectedFailureNumber, kSource, "libxml2 can't make a reader");
-      std::unique_ptr<xmlTextReader, void (*)(xmlTextReaderPtr)> readerGuard(reader, xmlFreeTextReader);
-      ReadDocument(reader, shown);
+      ReadDocument(in, source_.string() + ":" + name);
     }
   }
   Finish();

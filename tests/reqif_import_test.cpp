@@ -10,7 +10,9 @@
 #include <unistd.h>
 #include <zip.h>
 
+#include <algorithm>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -201,6 +203,23 @@ TEST(ReqifImport, ArchiveImportsLikeItsFile) {
   ASSERT_TRUE(ReqifImporter::Import(archive, dir.Path() / "z.vlp").Imported);
   ASSERT_TRUE(ReqifImporter::Import(ReqifData("export-c-docs-as-code.reqif"), dir.Path() / "f.vlp").Imported);
   EXPECT_EQ(ProjectContent(dir.Path() / "z.vlp"), ProjectContent(dir.Path() / "f.vlp"));
+}
+
+// Indexes left out while the rows are loaded come back at the end: the
+// project has every index of a new one.
+TEST(ReqifImport, ProjectHasTheIndexesOfANewOne) {
+  test::TempDir dir;
+  ASSERT_TRUE(ReqifImporter::Import(ReqifData("reference-hierarchy.reqif"), dir.Path() / "p.vlp").Imported);
+  platform::NewProjectInfo info;
+  info.Key = 1;
+  info.Prefix = "PRJ";
+  info.Name = "Project";
+  platform::CreateProjectFile(dir.Path() / "n.vlp", info);
+  const std::string indexes = "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL ORDER BY name";
+  const std::vector<std::string> imported = QueryLines(dir.Path() / "p.vlp", indexes);
+  for (const std::string& index : QueryLines(dir.Path() / "n.vlp", indexes)) {
+    EXPECT_TRUE(std::binary_search(imported.begin(), imported.end(), index)) << index;
+  }
 }
 
 TEST(ReqifImport, ExistingProjectNeedsReplace) {
@@ -430,6 +449,71 @@ TEST(ReqifImport, LabelsAndTexts) {
   EXPECT_EQ(result.Summary.Renamed.size(), 2u);
   EXPECT_EQ(QueryLines(project, "SELECT REQUIREMENTTEXT FROM VLREQUIREMENTS"),
             std::vector<std::string>{"The system shall log every\nlogin\nlogout\ntoo\na\tb"});
+}
+
+// References in attribute values and texts: names, identifiers and values read
+// as they were meant, whichever way a character was escaped. Identifiers are
+// given in attributes and in the text of references, and must meet.
+TEST(ReqifImport, ReferencesInValuesAndTexts) {
+  struct Case {
+    const char* written;
+    const char* read;
+  };
+  const Case cases[] = {
+      {"R&amp;D", "R&D"},
+      {"&lt;b&gt; &quot;q&quot; &apos;s&apos;", "<b> \"q\" 's'"},
+      {"a&#38;&amp;b&#x26;", "a&&b&"},
+      {"&amp;#38; &amp;amp;", "&#38; &amp;"},  // escaped references stay text
+      {"&#x41;&#169;&#x5927;&#10;x", "A\u00a9\u5927\nx"},
+      {"&amp;", "&"},
+  };
+  std::ostringstream defs;
+  std::ostringstream objects;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const std::string n = std::to_string(i);
+    defs << "<ATTRIBUTE-DEFINITION-STRING IDENTIFIER=\"a&amp;" << n << "\" LONG-NAME=\"" << n << " " << cases[i].written
+         << "\"><TYPE><DATATYPE-DEFINITION-STRING-REF>s</DATATYPE-DEFINITION-STRING-REF></TYPE>"
+         << "</ATTRIBUTE-DEFINITION-STRING>";
+    objects << "<SPEC-OBJECT IDENTIFIER=\"o&#38;" << n << "\"><TYPE><SPEC-OBJECT-TYPE-REF>t&amp;1"
+            << "</SPEC-OBJECT-TYPE-REF></TYPE><VALUES><ATTRIBUTE-VALUE-STRING THE-VALUE=\"" << cases[i].written
+            << "\"><DEFINITION><ATTRIBUTE-DEFINITION-STRING-REF>a&amp;" << n
+            << "</ATTRIBUTE-DEFINITION-STRING-REF></DEFINITION></ATTRIBUTE-VALUE-STRING>";
+    // A text that the parser hands over in pieces, around each reference.
+    if (i == 0) {
+      objects << "<ATTRIBUTE-VALUE-XHTML><DEFINITION><ATTRIBUTE-DEFINITION-XHTML-REF>x</ATTRIBUTE-DEFINITION-XHTML-REF>"
+                 "</DEFINITION><THE-VALUE><xhtml:p>R&amp;D  &lt;b&gt;&#38;<![CDATA[<i> & ]]>co\n &#x41;</xhtml:p>"
+                 "</THE-VALUE></ATTRIBUTE-VALUE-XHTML>";
+    }
+    objects << "</VALUES></SPEC-OBJECT>";
+  }
+  test::TempDir dir;
+  const auto source = dir.Path() / "r.reqif";
+  std::ofstream(source)
+      << "<REQ-IF xmlns=\"http://www.omg.org/spec/ReqIF/20110401/reqif.xsd\" "
+         "xmlns:xhtml=\"http://www.w3.org/1999/xhtml\"><CORE-CONTENT><REQ-IF-CONTENT><DATATYPES>"
+         "<DATATYPE-DEFINITION-STRING IDENTIFIER=\"s\"/><DATATYPE-DEFINITION-XHTML IDENTIFIER=\"h\"/>"
+         "</DATATYPES><SPEC-TYPES><SPEC-OBJECT-TYPE IDENTIFIER=\"t&amp;1\" LONG-NAME=\"Q&amp;A\">"
+         "<SPEC-ATTRIBUTES><ATTRIBUTE-DEFINITION-XHTML IDENTIFIER=\"x\" LONG-NAME=\"ReqIF.Text\"><TYPE>"
+         "<DATATYPE-DEFINITION-XHTML-REF>h</DATATYPE-DEFINITION-XHTML-REF></TYPE>"
+         "</ATTRIBUTE-DEFINITION-XHTML>"
+      << defs.str() << "</SPEC-ATTRIBUTES></SPEC-OBJECT-TYPE></SPEC-TYPES><SPEC-OBJECTS>" << objects.str()
+      << "</SPEC-OBJECTS></REQ-IF-CONTENT></CORE-CONTENT></REQ-IF>";
+  const auto project = dir.Path() / "p.vlp";
+  const ReqifImportResult result = ReqifImporter::Import(source, project);
+  ASSERT_TRUE(result.Imported) << result.sErrorInfo;
+  EXPECT_TRUE(result.Summary.Skipped.empty());
+  EXPECT_EQ(QueryLines(project, "SELECT NAME FROM VLREQUIREMENTTYPES"), std::vector<std::string>{"Q&A"});
+  EXPECT_EQ(QueryLines(project, "SELECT REQUIREMENTTEXT FROM VLREQUIREMENTS WHERE REQUIREMENTTEXT <> ''"),
+            std::vector<std::string>{"R&D <b>&<i> & co A"});
+  std::vector<std::string> expected;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    expected.push_back("o&" + std::to_string(i) + "|" + std::to_string(i) + " " + cases[i].read + "|" + cases[i].read);
+  }
+  EXPECT_EQ(QueryLines(project,
+                       "SELECT I.IDENTIFIER, A.LABEL, F.FIELDVALUE FROM VLUSERDEFINEDFIELDVALUES F JOIN "
+                       "VLATTRIBUTES A ON A.ID = F.FIELDID JOIN VLREQIFIDENTIFIERS I ON I.REQUIREMENTID = "
+                       "F.REQUIREMENTID ORDER BY A.ID"),
+            expected);
 }
 
 }  // namespace
