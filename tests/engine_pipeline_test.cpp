@@ -242,19 +242,6 @@ TEST_F(EnginePipeline, DiscussionStatementsForARestrictedUser) {
   EXPECT_EQ(info.find("VLDISCUSSIONUSERS"), std::string::npos);
 }
 
-TEST_F(EnginePipeline, TheClassesNameThemselvesAndTheBuildVersion) {
-  EXPECT_EQ(engine.ClassName(), "QueryEngine");
-  EXPECT_EQ(engine.ClassVersion(), modMain::ComponentVersion());
-  EXPECT_EQ(engine.OpStringToEnum(" like "), eEOLike);
-  EXPECT_EQ(engine.OrdEnumToString(eOrdDesc), "DESCEND");
-}
-
-}  // namespace
-}  // namespace vlq
-
-namespace vlq {
-namespace {
-
 TEST_F(EnginePipeline, MakingTheStatementLeavesTheCallersDefinitionAsItWasRead) {
   auto project = world.Open();
   const std::string query = "ReqType.Prefix(PR) PR.Criteria(NOT (\"Platforms\" = Linux OR \"Platforms\" = Windows))";

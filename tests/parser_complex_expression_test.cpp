@@ -201,23 +201,5 @@ class LoggingOn : public SettingsStore {
   }
 };
 
-TEST(TokenTest, HoldsTextOrSharedObject) {
-  Token oToken;
-  EXPECT_EQ(oToken.TokenType(), eTTUnknown);
-  EXPECT_TRUE(std::holds_alternative<std::monostate>(oToken.TokenValue()));
-  oToken.SetTokenType(eTTAndConnector);
-  oToken.SetTokenValue("AND");
-  EXPECT_EQ(oToken.Text(), "AND");
-  EXPECT_FALSE(oToken.AsSimpleExpression());
-  auto oExpr = std::make_shared<SimpleExpression>();
-  oToken.SetTokenType(eTTExpression);
-  oToken.SetTokenObject(oExpr);
-  EXPECT_EQ(oToken.AsSimpleExpression(), oExpr);
-  EXPECT_FALSE(oToken.AsComplexExpression());
-  EXPECT_TRUE(oToken.Text().empty());
-  EXPECT_EQ(oToken.ClassName(), "Token");
-  EXPECT_EQ(oToken.ClassVersion(), modMain::ComponentVersion());
-}
-
 }  // namespace
 }  // namespace vlq
