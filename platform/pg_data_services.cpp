@@ -3,6 +3,7 @@
 #include <libpq-fe.h>
 
 #include "model/text_util.h"
+#include "platform/project_schema.h"
 #include "platform/row_result_set.h"
 #include "platform/sqlite_connection.h"
 
@@ -18,6 +19,27 @@ std::string AsWritten(const std::string& name) {
     if (c >= 'A' && c <= 'Z') return name;
   }
   return text::Upper(name);
+}
+
+// The work table that a DELETE clears rows of, by its name in capitals; empty
+// for any other statement.
+std::string ClearedWorkTable(std::string_view sql) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  // The next word of the statement at `at` is `word`; `at` then stands
+  // behind it and the blanks that follow.
+  std::size_t at = 0;
+  const auto word = [&](std::string_view expected) {
+    at = sql.find_first_not_of(kBlanks, at);
+    if (at == std::string_view::npos || !text::StartsWithNoCase(sql.substr(at), expected)) return false;
+    at = sql.find_first_not_of(kBlanks, at + expected.size());
+    return at != std::string_view::npos;
+  };
+  if (!word("DELETE") || !word("FROM")) return {};
+  const std::size_t end = sql.find_first_of(" \t\r\n", at);
+  std::string_view name = sql.substr(at, end == std::string_view::npos ? std::string_view::npos : end - at);
+  if (const std::size_t dot = name.rfind('.'); dot != std::string_view::npos) name.remove_prefix(dot + 1);
+  const schema::TableDef* table = schema::FindTable(name);
+  return table && table->WorkTable ? std::string(table->Name) : std::string();
 }
 
 }  // namespace
@@ -54,7 +76,33 @@ std::shared_ptr<ResultSet> PgDataServices::Execute(std::string_view sql, long& l
       status.starts_with("MERGE ")) {
     lRowsAffected = std::strtol(PQcmdTuples(result.Handle()), nullptr, 10);
   }
+  if (lRowsAffected > 0 && status.starts_with("DELETE ")) ShrinkIfEmpty(ClearedWorkTable(sql));
   return std::make_shared<RowResultSet>(std::move(rows), static_cast<std::size_t>(count));
+}
+
+void PgDataServices::ShrinkIfEmpty(const std::string& table) {
+  if (table.empty()) return;
+  // A work table that the last session has left empty is given back its
+  // pages. Deleted rows leave pages behind, and an ANALYZE that then finds
+  // the pages but no row has the planner count every later session's rows
+  // as none at all; a table without pages is estimated by its size instead.
+  // Only when no other session uses the table (NOWAIT) and it is empty.
+  const std::string name = PgQuoted(schema_) + "." + table;
+  constexpr const char* kSource = "DataServices.Execute";
+  try {
+    connection_->Exec("BEGIN", kSource);
+    connection_->Exec("LOCK TABLE " + name + " IN ACCESS EXCLUSIVE MODE NOWAIT", kSource);
+    if (connection_->Exec("SELECT 1 FROM " + name + " LIMIT 1", kSource).RowCount() == 0) {
+      connection_->Exec("TRUNCATE " + name, kSource);
+    }
+    connection_->Exec("COMMIT", kSource);
+  } catch (const Failure&) {
+    // Another session holds the table: it stays as it is.
+    try {
+      connection_->Exec("ROLLBACK", kSource);
+    } catch (const Failure&) {
+    }
+  }
 }
 
 std::string PgDataServices::ConnectionProperty(std::string_view name) {

@@ -2,7 +2,8 @@
 // DataServices over the connection of a server project. Statements run as
 // they are written, one per call, each in a transaction of its own, so that
 // the next statement sees what it wrote; the rows are then held by a
-// RowResultSet, typed as PgCellValue reads them.
+// RowResultSet, typed as PgCellValue reads them. A DELETE that leaves a work
+// table empty, while no other session uses it, has the table truncated.
 
 #include <memory>
 #include <string>
@@ -41,6 +42,8 @@ class PgDataServices : public DataServices {
   const std::shared_ptr<PgConnection>& Connection() const { return connection_; }
 
  private:
+  void ShrinkIfEmpty(const std::string& table);
+
   std::shared_ptr<PgConnection> connection_;
   Properties properties_;
   std::string schema_;

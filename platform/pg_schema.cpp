@@ -95,7 +95,16 @@ std::vector<std::string> PlanStructure(const Objects& objects, std::string_view 
         if (i > 0) sql += ", ";
         sql += std::string(table.Columns[i].Name) + " " + Declaration(table.Columns[i].Kind, textSchema, false);
       }
+      if (!table.WorkTable) {
+        plan.push_back(sql + ")");
+        continue;
+      }
+      // Each session writes its rows under a SESSIONID of its own, so what
+      // an ANALYZE saw of that column describes sessions that are gone: the
+      // column gets no statistics, lest the planner take a session's
+      // thousands of rows for one and join them row by row.
       plan.push_back(sql + ")");
+      plan.push_back("ALTER TABLE " + qualifier + std::string(table.Name) + " ALTER COLUMN SESSIONID SET STATISTICS 0");
       continue;
     }
     if (!IsTable(it->second)) continue;  // a view of that name serves as it is
