@@ -81,25 +81,25 @@ std::shared_ptr<ResultSet> PgDataServices::Execute(std::string_view sql, long& l
 }
 
 void PgDataServices::ShrinkIfEmpty(const std::string& table) {
-  if (table.empty()) return;
+  // Inside a transaction of the caller's, BEGIN and COMMIT would be its.
+  if (table.empty() || PQtransactionStatus(connection_->Handle()) != PQTRANS_IDLE) return;
   // A work table that the last session has left empty is given back its
   // pages. Deleted rows leave pages behind, and an ANALYZE that then finds
   // the pages but no row has the planner count every later session's rows
   // as none at all; a table without pages is estimated by its size instead.
   // Only when no other session uses the table (NOWAIT) and it is empty.
   const std::string name = PgQuoted(schema_) + "." + table;
-  constexpr const char* kSource = "DataServices.Execute";
   try {
-    connection_->Exec("BEGIN", kSource);
-    connection_->Exec("LOCK TABLE " + name + " IN ACCESS EXCLUSIVE MODE NOWAIT", kSource);
-    if (connection_->Exec("SELECT 1 FROM " + name + " LIMIT 1", kSource).RowCount() == 0) {
-      connection_->Exec("TRUNCATE " + name, kSource);
+    connection_->Exec("BEGIN", kExecuteSource);
+    connection_->Exec("LOCK TABLE " + name + " IN ACCESS EXCLUSIVE MODE NOWAIT", kExecuteSource);
+    if (connection_->Exec("SELECT 1 FROM " + name + " LIMIT 1", kExecuteSource).RowCount() == 0) {
+      connection_->Exec("TRUNCATE " + name, kExecuteSource);
     }
-    connection_->Exec("COMMIT", kSource);
+    connection_->Exec("COMMIT", kExecuteSource);
   } catch (const Failure&) {
     // Another session holds the table: it stays as it is.
     try {
-      connection_->Exec("ROLLBACK", kSource);
+      connection_->Exec("ROLLBACK", kExecuteSource);
     } catch (const Failure&) {
     }
   }
