@@ -33,6 +33,15 @@ struct ScaleQuery {
   "JOIN VLPROJECTREQUIREMENTS p ON p.REQUIREMENTID = r.ID AND p.PROJECTID = 1 "                     \
   "WHERE r.REQUIREMENTTYPEID = {T:" T "}"
 
+// The rest of a tree order's recursive statement, behind the hits in t: each
+// row's parent (same type and project, tag less its last group), then every
+// row in tag order.
+#define VLQ_BENCH_ANCESTORS_BY_TAG                                                                 \
+  "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "          \
+  "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "   \
+  "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID " \
+  "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG"
+
 // The statements keep the layout of their clauses.
 // clang-format off
 inline const std::vector<ScaleQuery>& ScaleQueries() {
@@ -48,17 +57,11 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "WITH RECURSIVE t(ID, TYPEID, TAG) AS ("
        "SELECT * FROM (" VLQ_BENCH_OF_TYPE("SR") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDLISTVALUES v "
        "WHERE v.REQUIREMENTID = r.ID AND v.FIELDID = {A:SR.Priority} AND v.LISTITEMID = {I:SR.Priority.High})) "
-       "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
-       "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
-       "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
-       "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG",
+       VLQ_BENCH_ANCESTORS_BY_TAG,
        "WITH RECURSIVE t(ID, TYPEID, TAG) AS ("
        "SELECT * FROM (" VLQ_BENCH_OF_TYPE("SR") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDLISTVALUES v "
        "WHERE v.REQUIREMENTID = r.ID AND v.FIELDID = {A:SR.Priority} AND v.LISTITEMID = {I:SR.Priority.High})) h "
-       "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
-       "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
-       "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
-       "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG"},
+       VLQ_BENCH_ANCESTORS_BY_TAG},
       // Chains of at most 50 traces from each PR, the status per chain (one
       // suspect step makes it suspect), ending in a direct trace to a High SR.
       {"PR indirectly traced to High SR",
@@ -123,17 +126,11 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
        "WITH RECURSIVE t(ID, TYPEID, TAG) AS ("
        "SELECT * FROM (" VLQ_BENCH_OF_TYPE("FEAT") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDFIELDVALUES f "
        "WHERE f.REQUIREMENTID = r.ID AND f.FIELDID = {A:FEAT.Difficulty} AND f.FIELDVALUE = 5)) "
-       "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
-       "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
-       "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
-       "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG",
+       VLQ_BENCH_ANCESTORS_BY_TAG,
        "WITH RECURSIVE t(ID, TYPEID, TAG) AS ("
        "SELECT * FROM (" VLQ_BENCH_OF_TYPE("FEAT") " AND EXISTS (SELECT 1 FROM VLUSERDEFINEDFIELDVALUES f "
        "WHERE f.REQUIREMENTID = r.ID AND f.FIELDID = {A:FEAT.Difficulty} AND CAST(f.FIELDVALUE AS numeric) = 5)) h "
-       "UNION SELECT p.ID, p.REQUIREMENTTYPEID, p.LONGTAGNUMBER FROM t JOIN VLREQUIREMENTS p "
-       "ON p.REQUIREMENTTYPEID = t.TYPEID AND p.LONGTAGNUMBER = substr(t.TAG, 1, length(t.TAG) - 10) "
-       "WHERE length(t.TAG) > 10 AND EXISTS (SELECT 1 FROM VLPROJECTREQUIREMENTS pp WHERE pp.REQUIREMENTID = p.ID "
-       "AND pp.PROJECTID = 1)) SELECT ID FROM t ORDER BY TAG"},
+       VLQ_BENCH_ANCESTORS_BY_TAG},
       // The whole project: its types in turn, names falling, then tags.
       {"Text Like %log%, by name falling",
        "REQUIREMENT.Criteria(Text Like \"%log%\") REQUIREMENT.Sort(Name Order Desc)", false, false, true, true, 1.5,
@@ -175,5 +172,6 @@ inline const std::vector<ScaleQuery>& ScaleQueries() {
 // clang-format on
 
 #undef VLQ_BENCH_OF_TYPE
+#undef VLQ_BENCH_ANCESTORS_BY_TAG
 
 }  // namespace bench
